@@ -1,0 +1,8 @@
+# The catalogue engine and the ini dictionary; both are found, never built here.
+find_package(SQLite3 REQUIRED)
+find_package(Threads REQUIRED)
+find_path(INIPARSER_INCLUDE_DIR iniparser.h PATH_SUFFIXES iniparser REQUIRED)
+find_library(INIPARSER_LIBRARY NAMES iniparser REQUIRED)
+add_library(iniparser::iniparser UNKNOWN IMPORTED)
+set_target_properties(iniparser::iniparser PROPERTIES
+  IMPORTED_LOCATION ${INIPARSER_LIBRARY} INTERFACE_INCLUDE_DIRECTORIES ${INIPARSER_INCLUDE_DIR})

@@ -1,0 +1,44 @@
+// Errors of the seam: a kind that decides and a native number that is printed.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// Kinds carry the numbers that the system's logic and its fixed results name.  Logic compares kinds only.
+enum PlKind : int32_t {
+    PL_OTHER = -1,
+    PL_OK = 0,
+    PL_FILE_NOT_FOUND = 2, // the last part of a path is missing
+    PL_PATH_NOT_FOUND = 3, // a directory of the path is missing
+    PL_ACCESS_DENIED = 5,
+    PL_INVALID_HANDLE = 6, // unknown or stale handle, or a name that means another kind of object
+    PL_NO_MEMORY = 8,
+    PL_LOCK_VIOLATION = 33, // somebody else holds the lock
+    PL_INVALID_PARAMETER = 87,
+    PL_BROKEN_PIPE = 109,
+    PL_DISK_FULL = 112,
+    PL_WAIT_EXPIRED = 121,
+    PL_ALREADY_EXISTS = 183,
+    PL_MORE_DATA = 234, // the buffer was too small; it holds the beginning
+};
+
+struct PlError {
+    int32_t kind;
+    int32_t number; // of the operating system; its text comes from pl_error_text
+};
+
+// The error of the last failing pl_ function of this thread.  Successful calls leave it alone.
+PlError pl_last_error();
+
+// Puts an error back, so that a service that only observes (the trace) leaves no mark.
+void pl_restore_error(PlError error);
+
+// Writes the system's text of a native number into out (cut, terminated, no line end) and returns its length; 0 when
+// the system has none.
+size_t pl_error_text(int32_t number, char *out, size_t size);
+
+// The C library's text of a C library error number, the same way.
+size_t pl_c_error_text(int32_t number, char *out, size_t size);
+
+// True for the numbers by which this platform's C library says that a resource deadlock was avoided.
+bool pl_is_deadlock(int32_t c_number);
