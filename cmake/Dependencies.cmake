@@ -1,6 +1,7 @@
 # The catalogue engine and the ini dictionary; both are found, never built here.
 find_package(SQLite3 REQUIRED)
 find_package(Threads REQUIRED)
+# Some distributions put the header into a folder of its own.
 find_path(INIPARSER_INCLUDE_DIR iniparser.h PATH_SUFFIXES iniparser REQUIRED)
 find_library(INIPARSER_LIBRARY NAMES iniparser REQUIRED)
 add_library(iniparser::iniparser UNKNOWN IMPORTED)

@@ -1,4 +1,5 @@
-// The ini file as one consistent reading: several keys of one state of the file, at the price of one look at it.
+// The ini file as one consistent reading: several keys of one state of the file, at the price of one look at
+// it.
 #pragma once
 
 #include <foundation/text.h>
@@ -13,32 +14,39 @@ public:
     // The file with this path.  loaded() is false when it cannot be read.
     static IniFile at(const char *path);
 
-    // The ini file of the system, found through the registry value (null or "" means "TB_INI").  When there is none,
-    // loaded() is false and err says why.
+    // The ini file of the system, found through the registry value (null or "" means "TB_INI").  When there
+    // is none, loaded() is false and err says why.
     static IniFile of_system(const char *value_name, char *err, size_t err_size);
 
     bool loaded() const { return text_ != nullptr; }
 
     // The rules of i_GetPrivateProfileString.
-    bool read(const char *section, const char *key, char *value, size_t value_size, char *err, size_t err_size) const;
+    bool read(const char *section, const char *key, char *value, size_t value_size, char *err,
+              size_t err_size) const;
 
 private:
     std::shared_ptr<const std::string> text_;
     FixedText<1024> path_;
 };
 
-// Goes through text in lines of at most limit characters, without their line ends; the rest of a longer line comes as
-// a line of its own.  A CR LF counts as one line end.
+// Goes through text in lines of at most limit characters; the rest of a longer line comes as a line of its
+// own, and a line ends at a NUL byte.  With keep_end a line keeps its line feed, for callers that cut the
+// last character whatever it is.  A CR LF counts as one line end.
 class LineReader {
 public:
-    LineReader(std::string_view text, size_t limit) : rest_(text), limit_(limit) {}
+    enum End { drop_end, keep_end };
+    LineReader(std::string_view text, size_t limit, End end = drop_end)
+        : rest_(text), limit_(limit), end_(end)
+    {
+    }
     bool next(std::string_view *line);
 
 private:
     std::string_view rest_;
     size_t limit_;
+    End end_;
 };
 
-// The same rule for streams: fgets for a buffer of size characters, a final CR LF turned into LF.  The line end stays,
-// as callers count on it to see whether a line was cut.  False at the end of the file.
+// The same rule for streams: fgets for a buffer of size characters, a final CR LF turned into LF.  The line
+// end stays, as callers count on it to see whether a line was cut.  False at the end of the file.
 bool read_line(std::FILE *stream, char *line, size_t size);

@@ -8,6 +8,9 @@
 // The variant of a message that eLang selects.
 const char *message_format(Msg id);
 
+// Sets eLang.
+void set_language_number(int32_t language);
+
 // Writes a message to the protocol.  The compiler compares the arguments with the conversions of the text:
 //   prot_message<Msg::kFileOpen>(program, file, mode);
 template <Msg id, class... Arguments> void prot_message(Arguments... arguments)

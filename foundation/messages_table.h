@@ -34,7 +34,8 @@ constexpr char next_conversion(std::string_view format, size_t &at)
     while (at < format.size()) {
         if (format[at++] != '%')
             continue;
-        while (at < format.size() && std::string_view("-+ #0123456789.l").find(format[at]) != std::string_view::npos)
+        while (at < format.size() &&
+               std::string_view("-+ #0123456789.l").find(format[at]) != std::string_view::npos)
             ++at;
         if (at == format.size())
             return '?';
@@ -60,8 +61,8 @@ constexpr bool same_conversions(std::string_view a, std::string_view b)
 constexpr bool has_tag(std::string_view text)
 {
     const auto digit = [&](size_t i) { return text[i] >= '0' && text[i] <= '9'; };
-    return text.size() > kTagLength && std::string_view("EWI").find(text[0]) != std::string_view::npos && digit(1) &&
-           digit(2) && digit(3) && text[4] == '-' && text[kTagLength] == ' ';
+    return text.size() > kTagLength && std::string_view("EWI").find(text[0]) != std::string_view::npos &&
+           digit(1) && digit(2) && digit(3) && text[4] == '-' && text[kTagLength] == ' ';
 }
 
 constexpr bool ascii_or_latin1_only(std::string_view text)

@@ -9,7 +9,10 @@
 #include <string_view>
 
 // NULL counts as "".
-inline const char *text_or_empty(const char *text) { return text ? text : ""; }
+inline const char *text_or_empty(const char *text)
+{
+    return text ? text : "";
+}
 
 // Copies text into out, cut to size - 1.  The two may overlap.  Size 0 or a null out writes nothing.
 void copy_text(char *out, size_t size, std::string_view text);
@@ -48,17 +51,26 @@ private:
     char buffer_[Size];
 };
 
-// Drops what an incomplete conversion at the end of a cut format would be ("%", "%l", "%-1"): printf would read
-// arguments that are not there, or nothing at all.
+// Drops what an incomplete conversion at the end of a cut format would be ("%", "%l", "%-1"): printf would
+// read arguments that are not there, or nothing at all.
 void drop_incomplete_conversion(char *format);
 
 // ASCII letter case, whatever the locale; Latin-1 bytes above 127 stay.
-constexpr char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
-constexpr char ascii_upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c; }
-constexpr bool is_digit(char c) { return c >= '0' && c <= '9'; }
+constexpr char ascii_lower(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+constexpr char ascii_upper(char c)
+{
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c;
+}
+constexpr bool is_digit(char c)
+{
+    return c >= '0' && c <= '9';
+}
 bool equal_ignoring_case(std::string_view a, std::string_view b);
 bool begins_ignoring_case(std::string_view text, std::string_view prefix);
 
-// The number at the start of text (blanks and a sign may lead), clamped to int32; 0 when there is none.  taken, if not
-// null, receives whether there was a number.
+// The number at the start of text (blanks and a sign may lead), clamped to int32; 0 when there is none.
+// taken, if not null, receives whether there was a number.
 int32_t to_int32(const char *text, bool *taken = nullptr);

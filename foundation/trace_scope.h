@@ -10,13 +10,16 @@ enum TraceLevel : int32_t {
     kTraceFine = 3,   // every step
 };
 
-inline bool traces(const TraceContext &context, TraceLevel level) { return context.level >= level; }
+inline bool traces(const TraceContext &context, TraceLevel level)
+{
+    return context.level >= level;
+}
 
 // Writes a line when the context's level reaches the given one.
 void trace_at(TraceContext &context, TraceLevel level, const char *format, ...) TAMBA_PRINTF(3, 4);
 
-// Entry and exit lines of a function.  The constructor writes the "+++" line, leave() the "---" line, both or neither:
-// the nesting depth of the process stays balanced on every path.
+// Entry and exit lines of a function.  The constructor writes the "+++" line, leave() the "---" line, both or
+// neither: the nesting depth of the process stays balanced on every path.
 //
 //   int32_t i_CHECK_CAPACITIES(const char *drive_typ, const char *media_typ, TraceContext trace)
 //   {
@@ -47,8 +50,9 @@ private:
     bool left_ = false;
 };
 
-// A line in the library's own context (functions that are handed none), when its level is above 1.  The finished text
-// is written as it is: unlike trace() it does not interpret "%" again, so that commands, SQL and paths may hold it.
+// A line in the library's own context (functions that are handed none), when its level is above 1.  The
+// finished text is written as it is: unlike trace() it does not interpret "%" again, so that commands, SQL
+// and paths may hold it.
 void own_trace(const char *format, ...) TAMBA_PRINTF(1, 2);
 
 // Entry and exit lines of a function that is handed no context.
@@ -65,7 +69,8 @@ private:
     bool left_ = false;
 };
 
-// A copy of the library's own context, for functions that are handed none and switch to a module of their own.
+// A copy of the library's own context, for functions that are handed none and switch to a module of their
+// own.
 TraceContext own_context();
 
 // Present nesting depth of the process; tests check that it returns to 0.

@@ -16,7 +16,8 @@ uint64_t pl_tick_ms(); // monotonic
 // Broken-down local time; false when the time cannot be represented.
 bool pl_local_time(int64_t seconds, std::tm *out);
 
-// Local time to seconds; normalises the fields of tm.  Returns -1 on failure (also for the last second of 1969).
+// Local time to seconds; normalises the fields of tm.  Returns -1 on failure (also for the last second of
+// 1969).
 int64_t pl_make_time(std::tm *tm);
 
 // Minutes west of UTC of local standard time, without daylight saving.

@@ -1,5 +1,5 @@
-// Files and paths.  Every function takes paths with either separator ("\" is turned into "/" where the system needs
-// it) and opens nothing that a child process could inherit.
+// Files and paths.  Every function takes paths with either separator ("\" is turned into "/" where the system
+// needs it) and opens nothing that a child process could inherit.
 #pragma once
 
 #include <cstddef>
@@ -10,19 +10,19 @@
 // fopen in text mode or, with "b", in binary mode; null and the last error on failure.
 FILE *pl_fopen(const char *path, const char *mode);
 
-// Appends text in one piece (one open, one write, one close), creating the file.  Line feeds become the platform's
-// line ends.  Concurrent writers of any process never tear or overwrite each other's text.
+// Appends text in one piece (one open, one write, one close), creating the file.  Line feeds become the
+// platform's line ends.  Concurrent writers of any process never tear or overwrite each other's text.
 enum class PlAppend { done, not_opened, not_written };
 // c_error receives the C library's error number of a failed write or close; may be null.
 PlAppend pl_append(const char *path, const char *text, size_t length, int32_t *c_error);
 
-// Reads a whole regular file into out, at most limit bytes.  False and the last error when it cannot be opened or
-// read, or is no regular file.
-bool pl_read_file(const char *path, std::string *out, size_t limit);
-
-// Replaces the file: a temporary file in the same directory is written whole and renamed over it, so that readers see
-// the old text or the new one and a full disk leaves the old one.
+// Replaces the file: a temporary file in the same directory is written whole and renamed over it, so that
+// readers see the old text or the new one and a full disk leaves the old one.
 bool pl_replace_file(const char *path, const char *text, size_t length);
+
+// Puts text in place of the file's content, in the same file: what has to be added is written first, so that
+// a full disk leaves the old content.  Creates the file if it is missing.  c_error as above; may be null.
+bool pl_overwrite_file(const char *path, const char *text, size_t length, int32_t *c_error);
 
 // What tells two states of a file apart.
 struct PlFileStamp {
@@ -32,8 +32,12 @@ struct PlFileStamp {
 };
 bool pl_file_stamp(const char *path, PlFileStamp *stamp);
 
+// Reads a whole file into out, at most limit bytes, and, unless null, the stamp it had before the first byte
+// was read. False and the last error when it cannot be opened or read; never waits for the writer of a pipe.
+bool pl_read_file(const char *path, std::string *out, size_t limit, PlFileStamp *stamp = nullptr);
+
 bool pl_file_exists(const char *path);
-bool pl_remove(const char *path); // false and the last error on failure
+bool pl_remove(const char *path);   // false and the last error on failure
 bool pl_make_dir(const char *path); // one level
 void pl_native_path(char *path);    // Linux: every "\" becomes "/"; Windows: nothing
 

@@ -5,9 +5,9 @@
 
 enum class PlMutex { created, existed, failed };
 
-// Creates the named mutex, or opens it when it exists already (PlMutex::existed, the handle then keeps the name alive
-// too).  Names are case-sensitive.  An empty name makes a mutex of its own.  failed: the last error tells, with
-// PL_INVALID_HANDLE for a name that means another kind of object.
+// Creates the named mutex, or opens it when it exists already (PlMutex::existed, the handle then keeps the
+// name alive too).  Names are case-sensitive.  An empty name makes a mutex of its own.  failed: the last
+// error tells, with PL_INVALID_HANDLE for a name that means another kind of object.
 PlMutex pl_mutex_create(const char *name, TB_HANDLE *handle);
 
 // Gives up ownership and closes.

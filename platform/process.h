@@ -6,10 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 
-// Starts a program.  command_line holds program and arguments as on Windows: words separated by blanks, grouped by
-// double quotes, "\"" is a quote.  The program's name is taken as it stands; without a separator it is searched on
-// PATH.  The child inherits standard input, output and error and nothing else.  False and the last error when the
-// program cannot be started (also when the system finds out only while executing it).
+// Starts a program.  command_line holds program and arguments as on Windows: words separated by blanks,
+// grouped by double quotes, "\"" is a quote.  The program's name is taken as it stands; without a separator
+// it is searched on PATH.  The child inherits standard input, output and error and nothing else.  False and
+// the last error when the program cannot be started (also when the system finds out only while executing it).
 bool pl_process_start(const char *command_line, TB_HANDLE *process, uint32_t *pid);
 
 // Opens a running process by id, for waiting; null when there is none.
@@ -21,21 +21,23 @@ constexpr uint32_t kPlForever = 0xFFFFFFFFu;
 // Waits for the end of a process or thread handle, at most the given time.
 PlWait pl_wait(TB_HANDLE process_or_thread, uint32_t milliseconds);
 
-// Exit code of an ended process: Windows its 32 bits, Linux 0..255 or 128 + signal.  False while it runs or when the
-// code is not ours to read.
+// Exit code of an ended process: Windows its 32 bits, Linux 0..255 or 128 + signal.  False while it runs or
+// when the code is not ours to read.
 bool pl_process_exit_code(TB_HANDLE process, int32_t *code);
 
 uint32_t pl_process_id();
 void pl_parent_process_name(char *out, size_t size); // "unknown" when the system does not tell
 
 // Runs a command through the command interpreter and returns its exit code, -1 when the interpreter cannot be
-// started.  Flushes all output streams first.  Command texts are written for the Windows interpreter; on Linux the
-// few constructs that only it understands ("2>>&1", a quoted whole command, "nul") are rewritten for sh.
+// started.  Flushes all output streams first.  Command texts are written for the Windows interpreter; on
+// Linux the few constructs that only it understands ("2>>&1", a quoted whole command, "nul") are rewritten
+// for sh.
 int32_t pl_shell(const char *command);
 
 // Host name of this machine.
 bool pl_host_name(char *out, size_t size);
 
-// Environment.  pl_getenv returns null when unset; the text is valid until the next change of the environment.
+// Environment.  pl_getenv returns null when unset; the text is valid until the next change of the
+// environment.
 const char *pl_getenv(const char *name);
 bool pl_setenv(const char *name, const char *text);

@@ -15,9 +15,19 @@ constexpr size_t kKeptFiles = 64;
 // Time stamps of files advance in steps of up to two seconds (FAT); a younger file could change again unseen.
 constexpr int64_t kSettledNs = 3'000'000'000;
 
+int64_t real_now_ns()
+{
+    // The real clock, even where a test has replaced the seam's: the stamps of files are real.
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
+}
+
+// What is known of a file: its text and the stamp it had, or, while the file is young, only until when
+// looking at its stamp would be wasted.
 struct Kept {
-    PlFileStamp stamp;
+    PlFileStamp stamp{};
     std::shared_ptr<const std::string> text;
+    int64_t read_until_ns = 0;
 };
 
 struct Cache {
@@ -31,45 +41,42 @@ Cache &cache()
     return *instance;
 }
 
-bool settled(const PlFileStamp &stamp)
-{
-    // The real clock, even where a test has replaced the seam's: the stamps of files are real.
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    const int64_t now_ns = std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
-    return stamp.modified_ns < now_ns - kSettledNs;
-}
-
-std::shared_ptr<const std::string> kept(const char *path, const PlFileStamp &stamp)
+Kept known(const char *path)
 {
     Cache &c = cache();
     const std::lock_guard lock(c.mutex);
     const auto found = c.files.find(std::string_view(path));
-    return found != c.files.end() && found->second.stamp == stamp ? found->second.text : nullptr;
+    return found != c.files.end() ? found->second : Kept{};
 }
 
-void keep(const char *path, const PlFileStamp &stamp, std::shared_ptr<const std::string> text)
+void keep(const char *path, Kept kept)
 {
     Cache &c = cache();
     const std::lock_guard lock(c.mutex);
     if (c.files.size() >= kKeptFiles)
         c.files.clear();
-    c.files.insert_or_assign(path, Kept{stamp, std::move(text)});
+    c.files.insert_or_assign(path, std::move(kept));
 }
 
 } // namespace
 
 std::shared_ptr<const std::string> pl_snapshot(const char *path)
 {
+    const Kept kept = known(path);
     PlFileStamp stamp;
-    if (!pl_file_stamp(path, &stamp))
-        return nullptr;
-    if (auto text = kept(path, stamp))
-        return text;
+    if (kept.text && pl_file_stamp(path, &stamp) && stamp == kept.stamp)
+        return kept.text;
+    const int64_t now = real_now_ns();
+    const bool young = now < kept.read_until_ns && now > kept.read_until_ns - kSettledNs;
     auto text = std::make_shared<std::string>();
-    if (!pl_read_file(path, text.get(), kReadLimit))
+    if (!pl_read_file(path, text.get(), kReadLimit, young ? nullptr : &stamp))
         return nullptr;
-    // The stamp was taken before the read: a change in between leaves a stamp that no longer matches.
-    if (text->size() <= kKeptSize && settled(stamp))
-        keep(path, stamp, text);
+    // The stamp was taken before the reading: a change in between leaves a stamp that no longer matches.
+    if (young || text->size() > kKeptSize)
+        return text;
+    if (stamp.modified_ns < now - kSettledNs)
+        keep(path, {stamp, text, 0});
+    else
+        keep(path, {{}, nullptr, stamp.modified_ns + kSettledNs});
     return text;
 }

@@ -26,8 +26,8 @@ typedef struct DB_REC_LIST {
 
 TAMBA_API extern const char *const cpDB_MAX_COL_NAME;
 
-TAMBA_API int32_t SQLITE_DO_SQL(const char *sql, char export_flag, char *msg, int32_t msg_size, DB_REC_LIST *list,
-                                TraceContext trace);
+TAMBA_API int32_t SQLITE_DO_SQL(const char *sql, char export_flag, char *msg, int32_t msg_size,
+                                DB_REC_LIST *list, TraceContext trace);
 TAMBA_API int32_t iSQLITE_GET_TABLE(struct sqlite3 *db, const char *sql, int32_t *ncol, int32_t *nrow,
                                     char ***values, char ***colnames, char *msg, TraceContext trace);
 TAMBA_API int32_t iSQLITE_MAKE_DB_REC_LIS(int32_t ncol, int32_t nrow, char **colnames, char **values,

@@ -14,7 +14,8 @@ TAMBA_BEGIN
 TAMBA_API int32_t i_SPLIT_LABEL(const char *text, char *pool, int32_t *number);
 TAMBA_API int32_t i_CHECK_MEDIUM_FOR_BACKUP(char *drive_num, char *media_info, const char *job, char *msg,
                                             TraceContext trace);
-TAMBA_API int32_t GET_PREPARED_MEDIA(char *drive, char *media_info, int32_t is_label, char *msg, TraceContext trace);
+TAMBA_API int32_t GET_PREPARED_MEDIA(char *drive, char *media_info, int32_t is_label, char *msg,
+                                     TraceContext trace);
 TAMBA_API int32_t CHECK_AVAILABILITY_OF_MEDIUM(const char *drive, const char *label, const char *pool,
                                                const char *job, char *msg, TraceContext trace);
 TAMBA_API int32_t RESTART_INIT(const char *drive, const char *job, const char *media_info, char *msg,

@@ -38,8 +38,8 @@
 #define TAMBA_PRINTF(format_index, first_argument)
 #endif
 
-/* A C library that declares the bounded copies itself (glibc from 2.38 on, the BSDs) does so with attributes of its
- * own, which a second declaration may not repeat or contradict. */
+/* A C library that declares the bounded copies itself (glibc from 2.38 on, the BSDs) does so with attributes
+ * of its own, which a second declaration may not repeat or contradict. */
 #if defined(__GLIBC__)
 #if __GLIBC_PREREQ(2, 38)
 #define TAMBA_LIBC_HAS_STRLCPY 1

@@ -15,7 +15,8 @@ TAMBA_API char *cm_time_iso2stamp(char *text);
 TAMBA_API char *cm_time_stamp2iso(char *text);
 TAMBA_API size_t cm_strftime(char *buffer, size_t size, const char *format, const struct tm *tm);
 TAMBA_API char *cm_strptime(const char *text, const char *format, struct tm *tm);
-TAMBA_API int32_t i_MY_FTIME(int64_t *seconds, int32_t *milliseconds, int32_t *timezone_minutes, int32_t *dstflag);
+TAMBA_API int32_t i_MY_FTIME(int64_t *seconds, int32_t *milliseconds, int32_t *timezone_minutes,
+                             int32_t *dstflag);
 TAMBA_API void wait_msec(int32_t ms);
 TAMBA_API void wait_sec(int32_t s);
 

@@ -1,0 +1,446 @@
+// The developer trace.
+#include <foundation/trace_scope.h>
+
+#include <foundation/ini.h>
+#include <foundation/log_setup.h>
+#include <foundation/messages.h>
+#include <platform/clock.h>
+#include <platform/error.h>
+#include <platform/files.h>
+#include <platform/process.h>
+#include <platform/snapshot.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <mutex>
+#include <string>
+
+namespace {
+
+constexpr size_t kLineFormatSize = 1024;
+constexpr size_t kOwnLineSize = 2048;
+constexpr size_t kCopiedLine = 255;
+constexpr size_t kCopyLimit = size_t{256} << 20;
+constexpr size_t kIndentStep = 4;
+constexpr int32_t kDeepestIndent = 15; // the indentation stops growing, the counter goes on
+
+std::atomic<int32_t> g_depth{0};
+std::atomic<bool> g_announced{false};
+
+// The library's own context.  Its level stands apart, so that a disabled trace costs one look; the record
+// itself is touched under the mutex only.
+std::atomic<int32_t> g_own_level{0};
+std::mutex g_own_mutex;
+bool g_own_filled = false;
+TraceContext g_own{};
+
+// Tracing only observes: the caller's errno and last system error survive it.
+class ErrorKeeper {
+public:
+    ~ErrorKeeper()
+    {
+        errno = errno_;
+        pl_restore_error(error_);
+    }
+
+private:
+    const int errno_ = errno;
+    const PlError error_ = pl_last_error();
+};
+
+FixedText<16> time_prefix()
+{
+    std::tm now{};
+    pl_local_time(pl_now().seconds, &now);
+    FixedText<16> text;
+    text.format("%2d:%02d:%02d#", now.tm_hour, now.tm_min, now.tm_sec);
+    return text;
+}
+
+void indent_less(TraceContext &context)
+{
+    if (g_depth.load(std::memory_order_relaxed) <= kDeepestIndent) {
+        const size_t length = strnlen(context.indent, sizeof context.indent - 1);
+        context.indent[length > kIndentStep ? length - kIndentStep : 0] = '\0';
+    }
+    if (g_depth.load(std::memory_order_relaxed) > 0)
+        g_depth.fetch_sub(1, std::memory_order_relaxed);
+}
+
+void indent_more(TraceContext &context)
+{
+    const size_t length = strnlen(context.indent, sizeof context.indent - 1);
+    // The counter is shared by all contexts of the process: this one may be full while the counter is still
+    // low.
+    if (g_depth.load(std::memory_order_relaxed) < kDeepestIndent &&
+        length + kIndentStep < sizeof context.indent)
+        append_text(context.indent, sizeof context.indent, "    ");
+    g_depth.fetch_add(1, std::memory_order_relaxed);
+}
+
+void emit(const TraceContext &context, const char *text, size_t length)
+{
+    if (context.to_stderr)
+        std::fwrite(text, 1, length, stderr);
+    if (context.path[0] != '\0')
+        pl_append(context.path, text, length, nullptr);
+}
+
+// Copies a text file into the trace; each line loses its last character, the line end.  The file is read
+// before the first line is written: it may be the trace file itself.
+void copy_file(const TraceContext &context, const char *prefix, const char *name)
+{
+    std::string content, traced, echoed;
+    if (pl_read_file(name, &content, kCopyLimit)) {
+        LineReader lines(content, kCopiedLine, LineReader::keep_end);
+        std::string_view line;
+        while (lines.next(&line)) {
+            line.remove_suffix(line.empty() ? 0 : 1);
+            traced.append(prefix).append(context.indent).append("    ").append(line).append("\n");
+            echoed.append(prefix).append(context.indent).append(" ").append(line).append("\n");
+        }
+    } else {
+        traced.append(prefix).append("   File ").append(name).append(" not found\n");
+        echoed.append(prefix).append(" File ").append(name).append(" not found\n");
+    }
+    if (context.to_stderr)
+        std::fwrite(echoed.data(), 1, echoed.size(), stderr);
+    pl_append(context.path, traced.data(), traced.size(), nullptr);
+}
+
+// The caller's format becomes part of the line's format; the arguments are applied to the whole and are not
+// cut.
+void write_formatted(const TraceContext &context, const char *line_format, va_list arguments)
+{
+    char line[4 * kLineFormatSize];
+    va_list again;
+    va_copy(again, arguments);
+    const size_t needed = format_text_v(line, sizeof line, line_format, arguments);
+    if (needed < sizeof line) {
+        emit(context, line, needed);
+    } else {
+        std::string whole(needed, '\0');
+        format_text_v(whole.data(), needed + 1, line_format, again);
+        emit(context, whole.data(), needed);
+    }
+    va_end(again);
+}
+
+void write_trace_v(TraceContext &context, const char *format, va_list arguments)
+{
+    const ErrorKeeper keeper;
+    const FixedText<16> prefix = time_prefix();
+    if (format[0] == '-')
+        indent_less(context);
+    if (std::strcmp(format, "COPY_FILE") == 0) {
+        if (context.to_stderr)
+            std::fprintf(stderr, "%s%s COPY_FILE\n", prefix.c_str(), context.indent);
+        copy_file(context, prefix.c_str(), text_or_empty(va_arg(arguments, const char *)));
+        return;
+    }
+    FixedText<kLineFormatSize> line_format;
+    if (format_text(line_format.data(), kLineFormatSize, "%s%s %s\n", prefix.c_str(), context.indent,
+                    format) >= kLineFormatSize)
+        drop_incomplete_conversion(line_format.data());
+    write_formatted(context, line_format.c_str(), arguments);
+    if (format[0] == '+')
+        indent_more(context);
+}
+
+// A finished text as one line: no conversion is interpreted.
+void write_text(TraceContext &context, const char *text)
+{
+    const ErrorKeeper keeper;
+    const FixedText<16> prefix = time_prefix();
+    if (text[0] == '-')
+        indent_less(context);
+    FixedText<kLineFormatSize> line;
+    line.format("%s%s %s\n", prefix.c_str(), context.indent, text);
+    emit(context, line.c_str(), line.length());
+    if (text[0] == '+')
+        indent_more(context);
+}
+
+bool own_traces()
+{
+    return g_own_level.load(std::memory_order_relaxed) > 1;
+}
+
+void own_text(const char *text)
+{
+    const std::lock_guard lock(g_own_mutex);
+    write_text(g_own, text);
+}
+
+void fill_own(const TraceContext &context)
+{
+    const std::lock_guard lock(g_own_mutex);
+    if (g_own_filled)
+        return;
+    g_own_filled = true;
+    g_own = context;
+    g_own_level = context.level;
+}
+
+void own_trace_v(const char *format, va_list arguments)
+{
+    FixedText<kOwnLineSize> text;
+    format_text_v(text.data(), kOwnLineSize, format, arguments);
+    own_text(text.c_str());
+}
+
+void announce(TraceContext &context, const char *module)
+{
+    if (g_announced.exchange(true))
+        return;
+    char parent[64];
+    pl_parent_process_name(parent, sizeof parent);
+    WRITE_TRACE(&context, "Logging enabled for module %s: Loglevel %d, PID=%d, parent process: %s", module,
+                context.level, static_cast<int>(pl_process_id()), parent);
+}
+
+void report_missing(const char *who, const char *key)
+{
+    prot_message<Msg::kSettingMissing>(who, key);
+    std::fprintf(stderr, "FATAL: SET_LOG_MAIN: %s not set", key);
+}
+
+int32_t language_of(std::string_view name)
+{
+    constexpr std::string_view kNames[] = {"de", "de_BA", "fr", "hr"};
+    for (int32_t i = 0; i < 4; ++i)
+        if (name == kNames[i])
+            return i + 1;
+    return 0;
+}
+
+void set_language(const IniFile &ini, TraceContext &context)
+{
+    FixedText<64> language;
+    if (ini.loaded() && ini.read("[SETUP]", "lang", language.data(), language.size(), nullptr, 0)) {
+        trace_at(context, kTraceDetail, "set language to %s", language.c_str());
+        set_language_number(language_of(language.view()));
+        return;
+    }
+    // Written at every level, as the only line: the operator must see why the messages are English.
+    WRITE_TRACE(&context, "didn't find key lang in tb.ini > set language to en");
+    set_language_number(0);
+}
+
+// The level file, opened once for several modules.
+class LevelFile {
+public:
+    explicit LevelFile(const IniFile &ini)
+    {
+        FixedText<512> directory;
+        if (!ini.loaded() ||
+            !ini.read("[Pathes]", "gv_rw_ini", directory.data(), directory.size(), nullptr, 0))
+            report_missing("LOG_CHECK", "gv_rw_ini");
+        FixedText<640> path;
+        path.format("%sdebug.ini", directory.c_str());
+        file_ = pl_snapshot(path.c_str());
+    }
+
+    int32_t level(const char *module) const
+    {
+        FixedText<128> key(text_or_empty(module));
+        for (char *c = key.data(); *c; ++c)
+            *c = ascii_upper(*c);
+        FixedText<130> prefix;
+        prefix.format("%s=", key.c_str());
+        LineReader lines(file_ ? std::string_view(*file_) : std::string_view(), kLevelLine,
+                         LineReader::keep_end);
+        std::string_view line;
+        while (lines.next(&line)) {
+            if (line.substr(0, prefix.length()) != prefix.view())
+                continue;
+            line.remove_suffix(line.empty() ? 0
+                                            : 1); // the line end, or the last character of a line without one
+            const FixedText<kLevelLine + 1> value(line.substr(std::min(line.size(), line.find('=') + 1)));
+            return to_int32(value.c_str());
+        }
+        return 0;
+    }
+
+private:
+    static constexpr size_t kLevelLine = 255;
+    std::shared_ptr<const std::string> file_;
+};
+
+} // namespace
+
+void set_log_main(const char *file, const char *module, TraceContext &context, const IniFile &ini)
+{
+    FixedText<TAMBA_TRACE_PATH_SIZE> name(text_or_empty(file)); // may be context.path itself
+    FixedText<TAMBA_TRACE_PATH_SIZE> directory;
+    if (ini.loaded() && ini.read("[Pathes]", "gv_rw_lgc", directory.data(), directory.size(), nullptr, 0)) {
+        context.level = 0;
+        context.to_stderr = 0;
+        if (std::strstr(name.c_str(), directory.c_str()))
+            copy_text(context.path, sizeof context.path, name.view());
+        else
+            format_text(context.path, sizeof context.path, "%s%s", directory.c_str(), name.c_str());
+        const LevelFile levels(ini);
+        context.level = levels.level(module);
+        if (context.level != 0) {
+            context.indent[0] = '\0';
+            announce(context, text_or_empty(module));
+            context.to_stderr = levels.level("STDERR");
+        }
+        fill_own(context);
+    } else {
+        report_missing("SET_LOG_MAIN", "gv_rw_lgc");
+    }
+    set_language(ini, context);
+}
+
+void v_set_log_main(const char *file, const char *module, TraceContext *ctx)
+{
+    TraceContext nowhere{};
+    set_log_main(file, module, ctx ? *ctx : nowhere, IniFile::of_system(nullptr, nullptr, 0));
+}
+
+int32_t log_check(const char *module)
+{
+    return LevelFile(IniFile::of_system(nullptr, nullptr, 0)).level(module);
+}
+
+void WRITE_TRACE(TraceContext *ctx, const char *format, ...)
+{
+    if (!ctx)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    write_trace_v(*ctx, text_or_empty(format), arguments);
+    va_end(arguments);
+}
+
+void trace(const char *format, ...)
+{
+    if (!own_traces())
+        return;
+    FixedText<kOwnLineSize> text;
+    va_list arguments;
+    va_start(arguments, format);
+    format_text_v(text.data(), kOwnLineSize, text_or_empty(format), arguments);
+    va_end(arguments);
+    // The finished text counts as a format once more: callers wrote "%%%%" for one "%".  There are no
+    // arguments left, so any other conversion stays as it stands.
+    char *to = text.data();
+    for (const char *from = text.c_str(); *from; ++from) {
+        if (from[0] == '%' && from[1] == '%')
+            ++from;
+        *to++ = *from;
+    }
+    *to = '\0';
+    own_text(text.c_str());
+}
+
+void trace_at(TraceContext &context, TraceLevel level, const char *format, ...)
+{
+    if (!traces(context, level))
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    write_trace_v(context, format, arguments);
+    va_end(arguments);
+}
+
+void own_trace(const char *format, ...)
+{
+    if (!own_traces())
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    own_trace_v(format, arguments);
+    va_end(arguments);
+}
+
+TraceContext own_context()
+{
+    const std::lock_guard lock(g_own_mutex);
+    return g_own;
+}
+
+int32_t trace_depth()
+{
+    return g_depth;
+}
+
+// ---- scopes
+// --------------------------------------------------------------------------------------------------------
+
+TraceScope::TraceScope(TraceContext &context, TraceLevel level, const char *format, ...)
+    : context_(context), active_(traces(context, level))
+{
+    if (!active_)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    write_trace_v(context_, format, arguments);
+    va_end(arguments);
+}
+
+TraceScope::~TraceScope()
+{
+    if (active_ && !left_)
+        WRITE_TRACE(&context_, "---");
+}
+
+int32_t TraceScope::leave(int32_t result, const char *format, ...)
+{
+    if (active_ && !left_) {
+        va_list arguments;
+        va_start(arguments, format);
+        write_trace_v(context_, format, arguments);
+        va_end(arguments);
+    }
+    left_ = true;
+    return result;
+}
+
+#define TAMBA_SCOPE_LINE(method, level)                                                                      \
+    void TraceScope::method(const char *format, ...)                                                         \
+    {                                                                                                        \
+        if (!traces(context_, level))                                                                        \
+            return;                                                                                          \
+        va_list arguments;                                                                                   \
+        va_start(arguments, format);                                                                         \
+        write_trace_v(context_, format, arguments);                                                          \
+        va_end(arguments);                                                                                   \
+    }
+
+TAMBA_SCOPE_LINE(note, kTraceMain)
+TAMBA_SCOPE_LINE(detail, kTraceDetail)
+TAMBA_SCOPE_LINE(fine, kTraceFine)
+
+#undef TAMBA_SCOPE_LINE
+
+OwnTraceScope::OwnTraceScope(const char *format, ...) : active_(own_traces())
+{
+    if (!active_)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    own_trace_v(format, arguments);
+    va_end(arguments);
+}
+
+OwnTraceScope::~OwnTraceScope()
+{
+    if (active_ && !left_)
+        own_text("---");
+}
+
+int32_t OwnTraceScope::leave(int32_t result, const char *format, ...)
+{
+    if (active_ && !left_) {
+        va_list arguments;
+        va_start(arguments, format);
+        own_trace_v(format, arguments);
+        va_end(arguments);
+    }
+    left_ = true;
+    return result;
+}

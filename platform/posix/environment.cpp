@@ -1,0 +1,49 @@
+#include <platform/process.h>
+
+#include <platform/posix/errors.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <unistd.h>
+
+uint32_t pl_process_id()
+{
+    return static_cast<uint32_t>(getpid());
+}
+
+void pl_parent_process_name(char *out, size_t size)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "/proc/%ld/comm", static_cast<long>(getppid()));
+    ssize_t got = -1;
+    const int fd = open(text, O_RDONLY | O_CLOEXEC);
+    if (fd >= 0) {
+        got = read(fd, text, sizeof text - 1);
+        close(fd);
+    }
+    text[got > 0 ? got : 0] = '\0';
+    text[std::strcspn(text, "\n")] = '\0';
+    std::snprintf(out, size, "%s", *text ? text : "unknown");
+}
+
+bool pl_host_name(char *out, size_t size)
+{
+    if (size == 0)
+        return pl_fail(EINVAL);
+    out[size - 1] = '\0'; // a cut name is not terminated by the system
+    return gethostname(out, size - 1) == 0 || pl_fail(errno);
+}
+
+const char *pl_getenv(const char *name)
+{
+    return std::getenv(name);
+}
+
+bool pl_setenv(const char *name, const char *text)
+{
+    return setenv(name, text, 1) == 0 || pl_fail(errno);
+}

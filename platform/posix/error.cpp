@@ -1,0 +1,115 @@
+#include <platform/error.h>
+
+#include <platform/posix/errors.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <sys/stat.h>
+
+namespace {
+
+thread_local PlError t_last_error{PL_OK, 0};
+
+PlKind kind_of(int number)
+{
+    switch (number) {
+    case 0:
+        return PL_OK;
+    case ENOENT:
+        return PL_FILE_NOT_FOUND;
+    case ENOTDIR:
+        return PL_PATH_NOT_FOUND;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+    case EISDIR:
+        return PL_ACCESS_DENIED;
+    case EBADF:
+        return PL_INVALID_HANDLE;
+    case ENOMEM:
+        return PL_NO_MEMORY;
+    case EINVAL:
+        return PL_INVALID_PARAMETER;
+    case EPIPE:
+    case ECONNRESET:
+        return PL_BROKEN_PIPE;
+    case ENOSPC:
+    case EDQUOT:
+        return PL_DISK_FULL;
+    case ETIMEDOUT:
+        return PL_WAIT_EXPIRED;
+    case EEXIST:
+        return PL_ALREADY_EXISTS;
+    default:
+        return PL_OTHER;
+    }
+}
+
+size_t copy_out(const char *text, char *out, size_t size)
+{
+    if (size == 0)
+        return 0;
+    const size_t length = std::min(std::strlen(text), size - 1);
+    std::memcpy(out, text, length);
+    out[length] = '\0';
+    return length;
+}
+
+} // namespace
+
+PlError pl_last_error()
+{
+    return t_last_error;
+}
+
+void pl_restore_error(PlError error)
+{
+    t_last_error = error;
+}
+
+size_t pl_error_text(int32_t number, char *out, size_t size)
+{
+    char buffer[256];
+    // The GNU variant returns the text, in the buffer or static; either is safe between threads.
+    return copy_out(strerror_r(number, buffer, sizeof buffer), out, size);
+}
+
+size_t pl_c_error_text(int32_t number, char *out, size_t size)
+{
+    return pl_error_text(number, out, size);
+}
+
+bool pl_is_deadlock(int32_t c_number)
+{
+    return c_number == EDEADLK;
+}
+
+bool pl_fail(int errno_value)
+{
+    return pl_fail(kind_of(errno_value), errno_value);
+}
+
+bool pl_fail(PlKind kind, int32_t number)
+{
+    t_last_error = {kind, number};
+    return false;
+}
+
+bool pl_fail_path(int errno_value, const char *path)
+{
+    if (errno_value != ENOENT)
+        return pl_fail(errno_value);
+    std::string directory(path);
+    const size_t slash = directory.find_last_of("/\\");
+    if (slash == std::string::npos)
+        return pl_fail(PL_FILE_NOT_FOUND, ENOENT);
+    directory.resize(slash == 0 ? 1 : slash);
+    for (char &c : directory)
+        if (c == '\\')
+            c = '/';
+    struct stat info;
+    const bool parent = stat(directory.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    return pl_fail(parent ? PL_FILE_NOT_FOUND : PL_PATH_NOT_FOUND, ENOENT);
+}
