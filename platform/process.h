@@ -25,7 +25,13 @@ PlWait pl_wait(TB_HANDLE process_or_thread, uint32_t milliseconds);
 // when the code is not ours to read.
 bool pl_process_exit_code(TB_HANDLE process, int32_t *code);
 
+// Ends a process at once, without a chance to clean up.
+bool pl_process_kill(uint32_t pid);
+
 uint32_t pl_process_id();
+
+// Full path of the running program.
+bool pl_program_path(char *out, size_t size);
 void pl_parent_process_name(char *out, size_t size); // "unknown" when the system does not tell
 
 // Runs a command through the command interpreter and returns its exit code, -1 when the interpreter cannot be

@@ -3,6 +3,7 @@
 #include <platform/posix/errors.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +14,24 @@
 uint32_t pl_process_id()
 {
     return static_cast<uint32_t>(getpid());
+}
+
+bool pl_process_kill(uint32_t pid)
+{
+    // 0 and negative numbers would mean whole groups of processes.
+    const pid_t process = static_cast<pid_t>(pid);
+    if (process <= 0)
+        return pl_fail(ESRCH);
+    return kill(process, SIGKILL) == 0 || pl_fail(errno);
+}
+
+bool pl_program_path(char *out, size_t size)
+{
+    const ssize_t length = size > 0 ? readlink("/proc/self/exe", out, size - 1) : -1;
+    if (length < 0)
+        return pl_fail(errno);
+    out[length] = '\0';
+    return true;
 }
 
 void pl_parent_process_name(char *out, size_t size)

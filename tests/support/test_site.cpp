@@ -1,0 +1,163 @@
+#include "tests/support/test_site.h"
+
+#include <foundation/trace_scope.h>
+#include <platform/process.h>
+#include <platform/registry.h>
+
+#include <atomic>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "tests/support/descriptors.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path fresh_folder()
+{
+    static std::atomic<int> count{0};
+    const std::string name = "tamba-test-" + std::to_string(pl_process_id()) + "-" + std::to_string(count++);
+    const fs::path folder = fs::temp_directory_path() / name;
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+    return folder;
+}
+
+std::string file_text(const fs::path &file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    std::string all = text.str();
+    std::erase(all, '\r');
+    return all;
+}
+
+} // namespace
+
+void TestSite::SetUp()
+{
+    root_ = fresh_folder();
+    for (const char *folder : {"ini", "lgc", "work/sem", "glbv", "info", "db", "bin/tamba", "registry"})
+        fs::create_directories(root_ / folder);
+    pl_setenv("TAMBA_REGISTRY", path("registry").c_str());
+    pl_setenv("TAMBA_EVENT_LOG", path("events.txt").c_str());
+    pl_setenv("TAMBA_TEST_FOLDER", root_.string().c_str());
+    write("ini/tb.ini", "[Pathes]\n"
+                        "gv_rw_ini=" +
+                            directory("ini") +
+                            "\n"
+                            "gv_rw_lgc=" +
+                            directory("lgc") +
+                            "\n"
+                            "gv_rw_work=" +
+                            directory("work") +
+                            "\n"
+                            "gv_ro_bin=" +
+                            path("") +
+                            "\n"
+                            "[SETUP]\n"
+                            "lang=en\n");
+    ASSERT_TRUE(pl_reg_write("Software\\Korvel\\tamba", "TB_INI", path("ini/tb.ini").c_str()));
+    set_global("gv_rw_ini", directory("ini").c_str());
+    set_global("gv_rw_lgc", directory("lgc").c_str());
+    set_global("gv_rw_work", directory("work").c_str());
+    set_global("gv_rw_glbv", directory("glbv").c_str());
+    set_global("gv_rw_info", directory("info").c_str());
+    set_global("gv_rw_db", directory("db").c_str());
+    set_global("gv_ro_bin", directory("bin/tamba").c_str());
+    set_global("gv_db_type", "sqlite");
+    set_global("gv_prot", path("prot.txt").c_str());
+    set_global("gv_dayfile", path("dayfile.txt").c_str());
+    eLang = 0;
+    gcInterrupt = 'n';
+}
+
+void TestSite::TearDown()
+{
+    EXPECT_EQ(trace_depth(), 0) << "an entry line without its exit line";
+    std::error_code ignored;
+    fs::remove_all(root_, ignored);
+}
+
+std::string TestSite::path(std::string_view below) const
+{
+    return (root_ / fs::path(below)).generic_string();
+}
+
+void TestSite::write(std::string_view below, std::string_view text) const
+{
+    std::ofstream stream(root_ / fs::path(below), std::ios::binary);
+    stream.write(text.data(), static_cast<std::streamsize>(text.size()));
+    ASSERT_TRUE(stream.good()) << below;
+}
+
+std::string TestSite::read(std::string_view below) const
+{
+    return file_text(root_ / fs::path(below));
+}
+
+std::vector<std::string> TestSite::lines(std::string_view below) const
+{
+    std::istringstream stream(read(below));
+    std::vector<std::string> all;
+    for (std::string line; std::getline(stream, line);)
+        all.push_back(line);
+    return all;
+}
+
+bool TestSite::exists(std::string_view below) const
+{
+    return fs::exists(root_ / fs::path(below));
+}
+
+void TestSite::add_ini(std::string_view text) const
+{
+    write("ini/tb.ini", read("ini/tb.ini") + std::string(text));
+}
+
+void TestSite::set_global(const char *name, const char *value) const
+{
+    char buffer[TAMBA_GLBV_SIZE];
+    std::snprintf(buffer, sizeof buffer, "%s", value);
+    ASSERT_STRNE(glbv("w", name, buffer), "???") << name;
+}
+
+std::string TestSite::global(const char *name) const
+{
+    char buffer[TAMBA_GLBV_SIZE] = "";
+    return glbv("r", name, buffer);
+}
+
+TraceContext TestSite::context(int32_t level) const
+{
+    TraceContext trace{};
+    std::snprintf(trace.path, sizeof trace.path, "%s", path("lgc/test.lgc").c_str());
+    trace.level = level;
+    return trace;
+}
+
+Captured::Captured(FILE *stream) : stream_(stream), file_(fresh_folder() / "captured.txt")
+{
+    std::fflush(stream);
+    saved_ = redirect_stream(stream, file_.string().c_str());
+}
+
+std::string Captured::text()
+{
+    if (saved_ >= 0) {
+        std::fflush(stream_);
+        restore_stream(stream_, saved_);
+        saved_ = -1;
+    }
+    return file_text(file_);
+}
+
+Captured::~Captured()
+{
+    text();
+    std::error_code ignored;
+    fs::remove_all(file_.parent_path(), ignored);
+}
