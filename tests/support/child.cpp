@@ -49,7 +49,7 @@ template <class Condition> bool until(Condition condition, int seconds)
     return true;
 }
 
-std::string quoted(const std::string &argument)
+std::string in_quotes(const std::string &argument)
 {
     return "\"" + argument + "\"";
 }
@@ -96,9 +96,9 @@ Child::Child(const char *function, const ChildArguments &arguments)
     fs::create_directories(folder_);
     char program[1024];
     EXPECT_TRUE(pl_program_path(program, sizeof program));
-    std::string command = quoted(program) + " --child " + function + " " + quoted(folder_);
+    std::string command = in_quotes(program) + " --child " + function + " " + in_quotes(folder_);
     for (const std::string &argument : arguments)
-        command += " " + quoted(argument);
+        command += " " + in_quotes(argument);
     TB_HANDLE process = nullptr;
     EXPECT_TRUE(pl_process_start(command.c_str(), &process, &pid_)) << command;
     process_ = process;
