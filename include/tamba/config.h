@@ -14,11 +14,11 @@ TAMBA_BEGIN
  *
  * file     path of the ini file
  * section  with its brackets, e.g. "[Pathes]"; matched without regard to case, as a prefix of the header
- * without its closing bracket; NULL or "" searches from the first line to the first header key      matched
- * without regard to case; "key=" must begin the line, without blanks around "=" value    receives the text
- * after "=", trailing blanks cut, its first "%(name)" replaced by the value of that key (same section, then
- * "[DEFAULT]"); cut to value_size - 1 characters; untouched on failure err      receives the reason on
- * failure; may be NULL
+ *          without its closing bracket; NULL or "" searches from the first line to the first header
+ * key      matched without regard to case; "key=" must begin the line, without blanks around "="
+ * value    receives the text after "=", trailing blanks cut, its first "%(name)" replaced by the value of
+ *          that key (same section, then "[DEFAULT]"); cut to value_size - 1 characters; untouched on failure
+ * err      receives the reason on failure; may be NULL
  *
  * Returns 1 found, 0 not found, empty or not readable.  References nest at most eight deep; deeper counts as
  * not found.  Thread-safe. */
@@ -27,7 +27,7 @@ TAMBA_API int32_t i_GetPrivateProfileString(const char *file, const char *sectio
 
 /* Finds the path of an ini file: the registry value value_name below HKEY_LOCAL_MACHINE, in the key named by
  * the environment variable TAMBA_INI if that is set, then in "Software\KORVEL\tamba", then in
- * "Software\Korvel\tamba". Returns 1 and the path, cut to path_size - 1, or 0 and the reason in err.
+ * "Software\Korvel\tamba".  Returns 1 and the path, cut to path_size - 1, or 0 and the reason in err.
  * Thread-safe. */
 TAMBA_API int32_t i_GET_ROOT_FOR_INI(const char *value_name, char *path, int32_t path_size, char *err,
                                      int32_t err_size);
@@ -55,22 +55,22 @@ TAMBA_API int32_t i_READ_INI(const char *value_name, const char *section, const 
 struct _dictionary_;
 TAMBA_API struct _dictionary_ *p_PARSE_INI(const char *value_name, char *err, int32_t err_size);
 
-/* Reads the registry value "TB_INI" of "SOFTWARE\Korvel\tamba" into out (TAMBA_INI_PATH_SIZE).  Returns 1, or
- * 0 with the name of the missing value in out. */
+/* Reads the registry value "TB_INI" of "SOFTWARE\Korvel\tamba" into out (TAMBA_INI_PATH_SIZE).  Returns 1,
+ * or 0 with the name of the missing value in out. */
 TAMBA_API int32_t i_INI_SCAN(char *out);
 
 /* The global-variable service of this host.
  *
  * function  its first character counts: "r" read, "R" read and delete, "w" write, "d" delete
  * name      names that begin with "gv_" are registry values, all others text files "<name>.sgv" in the
- * directory "gv_rw_glbv".  For "d", a "*" deletes every registry variable whose name contains the part before
- * and the part after it.  "MyVersion" reads this library's version. value     TAMBA_GLBV_SIZE; receives the
- * value read ("gv_" variables up to 511 characters, files up to 255), holds the value to write.  May be NULL
- * for "d".
+ *           directory "gv_rw_glbv".  For "d", a "*" deletes every registry variable whose name contains the
+ *           part before and the part after it.  "MyVersion" reads this library's version.
+ * value     TAMBA_GLBV_SIZE; receives the value read ("gv_" variables up to 511 characters, files up to
+ *           255), holds the value to write.  May be NULL for "d".
  *
- * Returns value; for "w" on a file a static buffer.  A result that begins with "?" means that the variable is
- * unknown or could not be written.  Threads: reading is thread-safe; "w" on files shares the static buffer.
- */
+ * Returns value; for "w" on a file a static buffer.  A result that begins with "?" means that the variable
+ * is unknown or could not be written.  Threads: reading is thread-safe; "w" on files shares the static
+ * buffer. */
 TAMBA_API char *glbv(const char *function, const char *name, char *value);
 
 /* The same service on any host: name may be a host name, ":" and the variable's name.  This host and
@@ -79,11 +79,11 @@ TAMBA_API char *glbv(const char *function, const char *name, char *value);
 TAMBA_API char *master_glbv(const char *function, const char *name, char *value);
 
 /* Replaces a leading global variable, ended by ":" or the end of text, by its value.  text:
- * TAMBA_RESOLVE_SIZE. Returns 1, or 0 with text unchanged when the variable is unknown. */
+ * TAMBA_RESOLVE_SIZE.  Returns 1, or 0 with text unchanged when the variable is unknown. */
 TAMBA_API int32_t resolve_glbv(char *text);
 
-/* Replaces a leading key of the ini section "[Pathes]", ended by ":" or the end of text, by its value; leaves
- * text alone when there is no such key.  text: TAMBA_RESOLVE_SIZE.  Returns 1 always. */
+/* Replaces a leading key of the ini section "[Pathes]", ended by ":" or the end of text, by its value;
+ * leaves text alone when there is no such key.  text: TAMBA_RESOLVE_SIZE.  Returns 1 always. */
 TAMBA_API int32_t resolve_path(char *text);
 
 /* Prepares the environment of a program that is about to be started: PATH gets the system's program
@@ -93,7 +93,7 @@ TAMBA_API int32_t resolve_path(char *text);
  *
  * Returns 1 set or nothing to do, 0 a variable could not be set or "gv_port_db" is missing for a database
  * program, -1 "[PATHES]" "gv_ro_bin" missing, -2 no PATH, -3 PATH would reach 2000 characters, -4 PATH could
- * not be set. Threads: changes the process's environment; call it from one thread at a time. */
+ * not be set.  Threads: changes the process's environment; call it from one thread at a time. */
 TAMBA_API int32_t i_setenv_tamba(const char *command);
 
 TAMBA_END

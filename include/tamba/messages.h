@@ -1,5 +1,4 @@
-/* Messages for operators: protocol file, day file, info board, event log, and the traps that end a program.
- */
+/* Messages for operators: protocol file, day file, info board, event log, traps that end a program. */
 #ifndef TAMBA_MESSAGES_H
 #define TAMBA_MESSAGES_H
 
@@ -7,8 +6,8 @@
 
 TAMBA_BEGIN
 
-/* Language of every user-visible message: 0 English, 1 German, 2 Bavarian, 3 French, 4 fourth slot; any other
- * value selects English.  Set by v_set_log_main, read each time a message is made. */
+/* Language of every user-visible message: 0 English, 1 German, 2 Bavarian, 3 French, 4 fourth slot; any
+ * other value selects English.  Set by v_set_log_main, read each time a message is made. */
 TAMBA_API extern int32_t eLang;
 
 /* Interrupt flag: 'n', or 'y' to end waiting loops.  Set by the program's interrupt handler or by a detected
@@ -17,13 +16,13 @@ TAMBA_API extern volatile char gcInterrupt;
 
 /* Writes a message to the protocol file (global variable "gv_prot").
  *
- * format  a 12-character tag such as "E003-BASICS ", one blank, and the printf-style text.  Text lines become
- * lines of their own, each with time, tag and process id.  A format is cut at 2559, a finished message at
- * 5119 characters, with a line that says so.
+ * format  a 12-character tag such as "E003-BASICS ", one blank, and the printf-style text.  Text lines
+ *         become lines of their own, each with time, tag and process id.  A format is cut at 2559, a
+ *         finished message at 5119 characters, with a line that says so.
  *
- * Returns 1; the result carries no meaning.  Failures are not reported to the caller: an unknown "gv_prot" is
- * said on standard error, a file that cannot be opened is skipped.  Thread-safe; processes share the file by
- * whole messages. */
+ * Returns 1; the result carries no meaning.  Failures are not reported to the caller: an unknown "gv_prot"
+ * is said on standard error, a file that cannot be opened is skipped.  Thread-safe; processes share the file
+ * by whole messages. */
 TAMBA_API int32_t PROT(const char *format, ...) TAMBA_PRINTF(1, 2);
 
 /* Appends the line of a finished job to the day file (global variable "gv_dayfile").
@@ -43,8 +42,8 @@ TAMBA_API void PROT_DAYFILE(char type, const char *name, const char *start, cons
  * slot  -99 to 999, the board's sort key
  * text  cut at about 270 characters, line ends become blanks; a long text continues on a second line
  *
- * Returns 1, or 0 when "gv_rw_info" is unknown.  The board is rewritten under the semaphore "ctrl_info"; when
- * it cannot be written whole the old board stays. */
+ * Returns 1, or 0 when "gv_rw_info" is unknown.  The board is rewritten under the semaphore "ctrl_info";
+ * when it cannot be written whole the old board stays. */
 TAMBA_API int32_t info(char kind, int32_t slot, const char *text);
 
 /* Reports an unexpected database result (E018-DATABAS).  fatal non-zero: prints a STATUS=ERROR line and ends
@@ -52,12 +51,11 @@ TAMBA_API int32_t info(char kind, int32_t slot, const char *text);
 TAMBA_API void trap_db_err(const char *statement, const char *result, TraceContext ctx, int32_t fatal);
 
 /* Reports a file that cannot be opened (E002-BASICS), prints a STATUS=ERROR line and ends the program with
- * exit code
- * 1.  Never returns. */
+ * exit code 1.  Never returns. */
 TAMBA_API void trap_file_open_err(const char *file, const char *program, const char *mode, TraceContext ctx);
 
-/* Reports missing parameters of a program (E015-BASICS).  fatal non-zero: prints a STATUS=ERROR line and ends
- * the program with exit code 0, because a usage error is no failure of the system. */
+/* Reports missing parameters of a program (E015-BASICS).  fatal non-zero: prints a STATUS=ERROR line and
+ * ends the program with exit code 0, because a usage error is no failure of the system. */
 TAMBA_API void trap_par_err(const char *program, int32_t fatal);
 
 /* Writes an entry to the system's event log (source "tamba"; system log on Linux).
@@ -71,9 +69,9 @@ TAMBA_API void trap_par_err(const char *program, int32_t fatal);
  * error. */
 TAMBA_API void cm_syslog(int32_t type, int32_t category, uint32_t event_id, const char *text);
 
-/* Handles a failed close of a protocol, day or info file: says the error on standard error and, for a full or
- * exhausted file system (23, 28, 36 and the platform's deadlock number), runs tb_alarm and stops the system
- * with tb_os_startup.  error_number is a C library error number.  Returns 0. */
+/* Handles a failed close of a protocol, day or info file: says the error on standard error and, for a full
+ * or exhausted file system (23, 28, 36 and the platform's deadlock number), runs tb_alarm and stops the
+ * system with tb_os_startup.  error_number is a C library error number.  Returns 0. */
 TAMBA_API int32_t i_FILE_CLOSE(int32_t error_number);
 
 TAMBA_END

@@ -4,14 +4,16 @@
  *
  *   Result      int32_t: 1 success, 0 failure; distinct negative codes are listed where they exist.
  *   Text        Latin-1, zero-terminated.  A NULL text counts as "".  A text that is too long for its buffer
- * is cut, never rejected, and the buffer is always terminated.  A size of 0 writes nothing. Buffers belong to
- * the caller.  Where a buffer has no size argument the declaration names its least size as a constant.  On
- * failure a message buffer holds the reason. Trace       TraceContext goes by value and last (in variadic
- * functions: the last named argument). Paths       "\" and "/" both separate on Linux; directories in the
- * configuration end with a separator. Ownership   what a function allocates for the caller is said where it
- * happens, with the function that frees it. Windows: program and library must share one C runtime, because
- * FILE pointers and allocated blocks cross the border. Threads     functions work on their arguments and may
- * run in parallel unless the declaration names process-wide state; a record belongs to one thread at a time.
+ *               is cut, never rejected, and the buffer is always terminated.  A size of 0 writes nothing.
+ *   Buffers     belong to the caller.  Where a buffer has no size argument the declaration names its least
+ *               size as a constant.  On failure a message buffer holds the reason.
+ *   Trace       TraceContext goes by value and last (in variadic functions: the last named argument).
+ *   Paths       "\" and "/" both separate on Linux; directories in the configuration end with a separator.
+ *   Ownership   what a function allocates for the caller is said where it happens, with the function that
+ *               frees it.  Windows: program and library must share one C runtime, because FILE pointers and
+ *               allocated blocks cross the border.
+ *   Threads     functions work on their arguments and may run in parallel unless the declaration names
+ *               process-wide state; a record belongs to one thread at a time.
  */
 #ifndef TAMBA_TAMBA_H
 #define TAMBA_TAMBA_H
