@@ -1,0 +1,22 @@
+// iDB_SEL_GETVALUE: one column of a query's first row.
+#include <foundation/text.h>
+#include <foundation/trace_scope.h>
+#include <tamba/db.h>
+
+int32_t iDB_SEL_GETVALUE(const char *sql, const char *column, char *value, TraceContext trace)
+{
+    TraceScope scope(trace, kTraceMain, "+++ DB_SEL_GETVALUE");
+    DB_REC_LIST list = {};
+    FixedText<TAMBA_DB_MSG_SIZE> msg;
+    const bool found = iDB_ACCESS(sql, msg.data(), &list, scope.context()) == 1 && to_int32(msg.c_str()) != 0;
+    // An aggregate's number is no row count: its list is empty, which is reported, and the result is 1 all
+    // the same.
+    if (found)
+        iDB_SEL_GET(&list, 1, msg.data(), scope.context(), column, value, "d");
+    DB_SEL_LOOP_RECORDS(&list, 'd'); // an unknown column leaves the list as it was
+    if (!found) {
+        scope.note("Error during DBaccess or no record found");
+        return scope.leave(0, "--- DB_SEL_GETVALUE");
+    }
+    return scope.leave(1, "--- DB_SEL_GETVALUE %s", text_or_empty(value));
+}

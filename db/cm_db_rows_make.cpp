@@ -1,0 +1,188 @@
+// What a query's rows become: record texts in a list, or INSERT statements on standard output.
+#include <db/alloc.h>
+#include <db/records.h>
+#include <foundation/messages.h>
+#include <foundation/trace_scope.h>
+
+#include <cstdio>
+#include <limits>
+
+namespace {
+
+constexpr int32_t kMaxColumns = 100;
+constexpr size_t kLabelSize = 32;
+constexpr char kNull[] = "NULL";
+
+// "name=", the name cut so that the "=" always fits.
+class Label {
+public:
+    void set(const char *name)
+    {
+        copy_text(text_, kLabelSize - 1, text_or_empty(name));
+        length_ = std::strlen(text_);
+        text_[length_++] = '=';
+    }
+    std::string_view view() const { return {text_, length_}; }
+
+private:
+    char text_[kLabelSize];
+    size_t length_ = 0;
+};
+
+// One record text after the other in one growing block.
+class RecordBuilder {
+public:
+    RecordBuilder(int32_t columns, char **names) : columns_(columns)
+    {
+        for (int32_t i = 0; i < columns_; ++i)
+            labels_[i].set(names[i]);
+    }
+
+    // Takes a row's values and computes the size of its record.
+    size_t measure(char **values, TraceScope &scope)
+    {
+        size_t size = columns_ > 0 ? 0 : sizeof "|";
+        for (int32_t i = 0; i < columns_; ++i) {
+            values_[i] = values[i] ? std::string_view(values[i]) : std::string_view(kNull);
+            size += labels_[i].view().size() + values_[i].size() + 4;
+            if (!traces(scope.context(), kTraceFine))
+                continue;
+            scope.fine("Column name %.*s", static_cast<int>(labels_[i].view().size()),
+                       labels_[i].view().data());
+            scope.fine("Record size %d", clamped(size));
+        }
+        scope.detail("Full record size %d", clamped(size));
+        return size;
+    }
+
+    // Makes room; false when memory is short or the record is larger than its size field can say.
+    bool reserve(size_t size)
+    {
+        if (size > static_cast<size_t>(std::numeric_limits<int32_t>::max()))
+            return false;
+        if (size <= capacity_)
+            return true;
+        text_ = allocate_text(size);
+        capacity_ = text_ ? size : 0;
+        return text_ != nullptr;
+    }
+
+    std::string_view build(TraceScope &scope)
+    {
+        char *at = text_.get();
+        for (int32_t i = 0; i < columns_; ++i) {
+            *at++ = '|';
+            at = put(put(at, labels_[i].view()), values_[i]);
+            scope.detail("Value: %s", values_[i].data());
+        }
+        *at++ = '|';
+        *at = '\0';
+        return {text_.get(), static_cast<size_t>(at - text_.get())};
+    }
+
+    static int32_t clamped(size_t size)
+    {
+        constexpr size_t kMost = static_cast<size_t>(std::numeric_limits<int32_t>::max());
+        return static_cast<int32_t>(size < kMost ? size : kMost);
+    }
+
+private:
+    static char *put(char *at, std::string_view text)
+    {
+        std::memcpy(at, text.data(), text.size());
+        return at + text.size();
+    }
+
+    const int32_t columns_;
+    Label labels_[kMaxColumns];
+    std::string_view values_[kMaxColumns];
+    DbText text_;
+    size_t capacity_ = 0;
+};
+
+int32_t too_many_columns(DB_REC_LIST *list, char *msg, TraceScope &scope)
+{
+    FixedText<TAMBA_DB_MSG_SIZE> reason;
+    reason.format("too much columns ( max %d )", kMaxColumns);
+    copy_text(msg, TAMBA_DB_MSG_SIZE, reason.view());
+    prot_message<Msg::kTooManyColumns>("SQLITE_MAKE_DB_REC_LIS", list_name(list).c_str());
+    return scope.leave(0, "--- SQLITE_MAKE_DB_REC_LIS  ERROR: %s", reason.c_str());
+}
+
+int32_t no_memory(DB_REC_LIST *list, size_t size, char *msg, TraceScope &scope)
+{
+    FixedText<TAMBA_DB_MSG_SIZE> reason;
+    reason.format("cannot allocate memory  ( %d bytes)", RecordBuilder::clamped(size));
+    copy_text(msg, TAMBA_DB_MSG_SIZE, reason.view());
+    prot_message<Msg::kRecordNoMemory>("SQLITE_MAKE_REC_LIS", list_name(list).c_str(),
+                                       RecordBuilder::clamped(size));
+    return scope.leave(0, "--- SQLITE_MAKE_DB_REC_LIS  error: %s", reason.c_str());
+}
+
+// Prints items separated by commas.
+void print_list(int32_t count, char **items, void (*print)(const char *))
+{
+    for (int32_t i = 0; i < count; ++i) {
+        if (i > 0)
+            std::fputs(",", stdout);
+        print(items[i]);
+    }
+}
+
+void print_name(const char *name)
+{
+    std::fputs(text_or_empty(name), stdout);
+}
+
+void print_value(const char *value)
+{
+    if (value)
+        std::printf("'%s'", value);
+    else
+        std::fputs(kNull, stdout);
+}
+
+} // namespace
+
+int32_t iSQLITE_MAKE_DB_REC_LIS(int32_t ncol, int32_t nrow, char **colnames, char **values, DB_REC_LIST *list,
+                                char *msg, TraceContext trace)
+{
+    TraceScope scope(trace, kTraceDetail, "+++ iSQLITE_MAKE_DB_REC_LIS  id=%.31s", list ? list->name : "");
+    scope.detail("Got %d columns", ncol);
+    scope.detail("Got %d rows", nrow);
+    // Only rows are refused: a wide result without a row is an empty list.
+    if (ncol > kMaxColumns && nrow > 0)
+        return too_many_columns(list, msg, scope);
+    RecordBuilder record(ncol <= kMaxColumns ? ncol : 0, colnames);
+    for (int32_t row = 0; list && row < nrow; ++row) {
+        scope.fine("row %d", row + 1);
+        const size_t size = record.measure(values + static_cast<ptrdiff_t>(row) * ncol, scope);
+        if (!record.reserve(size))
+            return no_memory(list, size, msg, scope);
+        list->record_size = static_cast<int32_t>(size);
+        // A record that finds no memory is reported by the list and missing; the count in the list tells.
+        add_record(list, record.build(scope), row == 0, scope.context());
+    }
+    FixedText<TAMBA_DB_MSG_SIZE> rows;
+    rows.format("%d", nrow);
+    copy_text(msg, TAMBA_DB_MSG_SIZE, rows.view());
+    return scope.leave(1, "--- SQLITE_MAKE_DB_REC_LIS   rows=%s", rows.c_str());
+}
+
+int32_t iSQLITE_MAKE_EXPORT_FILE(const char *table, int32_t ncol, int32_t nrow, char **colnames,
+                                 char **values, TraceContext trace)
+{
+    TraceScope scope(trace, kTraceDetail, "+++ iSQLITE_MAKE_EXPORT_FILE");
+    scope.detail("read the columns");
+    for (int32_t row = 0; row < nrow; ++row) {
+        std::printf("INSERT INTO %s (", text_or_empty(table));
+        print_list(ncol, colnames, print_name);
+        std::fputs(") VALUES (", stdout);
+        print_list(ncol, values + static_cast<ptrdiff_t>(row) * ncol, print_value);
+        std::fputs(");\n", stdout);
+    }
+    std::fflush(stdout);
+    std::printf("\n-- %d rows found \n", nrow);
+    std::fflush(stdout);
+    return scope.leave(1, "--- iSQLITE_MAKE_EXPORT_FILE");
+}

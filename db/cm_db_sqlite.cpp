@@ -1,0 +1,261 @@
+// One statement on the catalogue file: open, run, convert the answer, close.
+#include <db/cm_db_sqlite.h>
+#include <foundation/glbv.h>
+#include <foundation/trace_scope.h>
+#include <platform/files.h>
+#include <tamba/db.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <sqlite3.h>
+
+namespace {
+
+constexpr size_t kPathSize = 257;
+constexpr size_t kTableNameSize = 256;
+constexpr size_t kAggregateCheckSize = 256; // how much of a query is looked at for "group by"
+
+std::atomic<int32_t> busy_limit_ms{kBusyLimitMs};
+
+using Message = FixedText<TAMBA_DB_MSG_SIZE>;
+using Statement = FixedText<TAMBA_SQL_SIZE>;
+
+const char *code_name(int code)
+{
+    switch (code) {
+    case SQLITE_OK:
+        return "SQLITE_OK";
+    case SQLITE_ERROR:
+        return "SQLITE_ERROR";
+    case SQLITE_BUSY:
+        return "SQLITE_BUSY";
+    case SQLITE_MISUSE:
+        return "SQLITE_MISUSE";
+    case SQLITE_ROW:
+        return "SQLITE_ROW";
+    case SQLITE_DONE:
+        return "SQLITE_DONE";
+    default:
+        return "unknown";
+    }
+}
+
+// The open database.  Closed on every path; a failed close is only traced.
+class Database {
+public:
+    explicit Database(TraceScope &scope) : scope_(scope) {}
+    ~Database()
+    {
+        const int code = sqlite3_close(handle_);
+        if (code != SQLITE_OK)
+            scope_.note("SQLITE_DO_SQL sqlite3_close returned (%d) %s", code, code_name(code));
+    }
+    Database(const Database &) = delete;
+    Database &operator=(const Database &) = delete;
+
+    bool open(Message *msg);
+    sqlite3 *handle() { return handle_; }
+
+private:
+    TraceScope &scope_;
+    sqlite3 *handle_ = nullptr;
+};
+
+// A path that is unknown or too long must not reach SQLite: it would create a file of that, or of another,
+// name.
+bool catalogue_path(char *path, size_t path_size)
+{
+    GlobalValue directory;
+    if (!read_global("gv_rw_db", &directory))
+        return false;
+    if (format_text(path, path_size, "%stamba_db.sdb", directory.c_str()) >= path_size)
+        return false;
+    pl_native_path(path);
+    return true;
+}
+
+bool Database::open(Message *msg)
+{
+    FixedText<kPathSize> path;
+    if (!catalogue_path(path.data(), path.size())) {
+        msg->assign("unable to open database file");
+        scope_.note("sqlite3_open() Unable to open database \"%s\": %s", "gv_rw_db", msg->c_str());
+        return false;
+    }
+    scope_.detail("call sqlite3_open( [%s] )", path.c_str());
+    if (sqlite3_open(path.c_str(), &handle_) != SQLITE_OK) {
+        msg->assign(text_or_empty(sqlite3_errmsg(handle_)));
+        scope_.note("sqlite3_open() Unable to open database \"%s\": %s", path.c_str(), msg->c_str());
+        return false;
+    }
+    sqlite3_busy_timeout(handle_, busy_limit_ms.load(std::memory_order_relaxed));
+    return true;
+}
+
+// The result of a statement, released on every path.
+struct Table {
+    int32_t columns = 0, rows = 0;
+    char **values = nullptr, **names = nullptr;
+
+    Table() = default;
+    ~Table() { sqlite3_free_table(names); }
+    Table(const Table &) = delete;
+    Table &operator=(const Table &) = delete;
+
+    // The single value of an aggregate; "0" for NULL, and for a result without a row ("limit 0", "having").
+    const char *single_value() const { return columns > 0 && rows > 0 && values[0] ? values[0] : "0"; }
+};
+
+bool is_query(std::string_view sql)
+{
+    return sql.substr(0, 6) == "select";
+}
+
+bool is_aggregate(std::string_view sql)
+{
+    FixedText<kAggregateCheckSize> lower(sql);
+    std::transform(lower.data(), lower.data() + lower.length(), lower.data(), ascii_lower);
+    const std::string_view query = lower.view();
+    if (query.find("group by") != std::string_view::npos)
+        return false;
+    for (const std::string_view begin : {"select count(", "select sum(", "select min(", "select max("})
+        if (query.substr(0, begin.size()) == begin)
+            return true;
+    return false;
+}
+
+// The word after the first " from "; "" when there is none.
+FixedText<kTableNameSize> table_name(std::string_view sql)
+{
+    constexpr std::string_view kFrom = " from ", kBlanks = " \t\n\v\f\r";
+    const size_t from = sql.find(kFrom);
+    if (from == std::string_view::npos)
+        return {};
+    sql.remove_prefix(from + kFrom.size());
+    sql.remove_prefix(std::min(sql.find_first_not_of(kBlanks), sql.size()));
+    return FixedText<kTableNameSize>(sql.substr(0, sql.find_first_of(kBlanks)));
+}
+
+int32_t export_rows(std::string_view sql, const Table &table, Message *msg, TraceScope &scope)
+{
+    FixedText<kTableNameSize> name = table_name(sql);
+    const size_t length = name.length();
+    if (length > 0 && name.data()[length - 1] == ';')
+        name.data()[length - 1] = '\0';
+    msg->assign(name.view());
+    return iSQLITE_MAKE_EXPORT_FILE(name.c_str(), table.columns, table.rows, table.names, table.values,
+                                    scope.context());
+}
+
+// What the caller asked for: "ok", a single value, an export or the record list.
+int32_t convert(const Statement &sql, bool export_mode, const Table &table, DB_REC_LIST *list, Message *msg,
+                TraceScope &scope)
+{
+    if (!is_query(sql.view())) {
+        msg->assign("ok");
+        return 1;
+    }
+    scope.detail("it's a SQL select");
+    if (is_aggregate(sql.view())) {
+        msg->assign(table.single_value());
+        return 1;
+    }
+    if (export_mode)
+        return export_rows(sql.view(), table, msg, scope);
+    if (!list) {
+        msg->format("%d", table.rows);
+        return 1;
+    }
+    return iSQLITE_MAKE_DB_REC_LIS(table.columns, table.rows, table.names, table.values, list, msg->data(),
+                                   scope.context());
+}
+
+int32_t run(Database &database, const char *sql, bool export_mode, DB_REC_LIST *list, Message *msg,
+            TraceScope &scope)
+{
+    const Statement statement{std::string_view(sql)};
+    if (statement.length() < std::strlen(sql))
+        scope.note("WARNING: the statement was cut to %d characters", static_cast<int>(statement.length()));
+    scope.detail("Librarycall: %s", statement.c_str());
+    Table table;
+    const int32_t code = iSQLITE_GET_TABLE(database.handle(), statement.c_str(), &table.columns, &table.rows,
+                                           &table.values, &table.names, msg->data(), scope.context());
+    if (code != SQLITE_OK) {
+        scope.note("Error: Executing sqlite returned: %s", msg->c_str());
+        return 0;
+    }
+    return convert(statement, export_mode, table, list, msg, scope);
+}
+
+void trace_table(TraceScope &scope, int32_t columns, int32_t rows, char **table)
+{
+    if (!traces(scope.context(), kTraceFine))
+        return;
+    scope.fine("got %d columns", columns);
+    scope.fine("got %d rows", rows);
+    scope.fine("read the columns");
+    for (int32_t i = 0; i < columns; ++i)
+        scope.fine("got column [%s]", text_or_empty(table[i]));
+    scope.fine("read the values");
+    const int64_t cells = int64_t{columns} * (int64_t{rows} + 1);
+    for (int64_t i = columns; i < cells; ++i)
+        scope.fine("got [%s]", table[i] ? table[i] : "NULL");
+}
+
+} // namespace
+
+void set_busy_limit_ms(int32_t milliseconds)
+{
+    busy_limit_ms.store(milliseconds, std::memory_order_relaxed);
+}
+
+int32_t iSQLITE_GET_TABLE(sqlite3 *db, const char *sql, int32_t *ncol, int32_t *nrow, char ***values,
+                          char ***colnames, char *msg, TraceContext trace)
+{
+    TraceScope scope(trace, kTraceDetail, "+++ iSQLITE_GET_TABLE [%s]", text_or_empty(sql));
+    copy_text(msg, TAMBA_DB_MSG_SIZE, "");
+    char **table = nullptr;
+    int rows = 0, columns = 0;
+    // SQLite's own message text would have to be released with a function of its own; its error text says the
+    // same.
+    const int code = sqlite3_get_table(db, text_or_empty(sql), &table, &rows, &columns, nullptr);
+    if (code != SQLITE_OK) {
+        const char *const reason = text_or_empty(sqlite3_errmsg(db));
+        copy_text(msg, TAMBA_DB_MSG_SIZE, reason);
+        scope.detail("got message %s", text_or_empty(msg));
+        scope.fine("got error message %s", reason);
+        scope.note("sqlite3_get_table() returned %s", code_name(code));
+        table = nullptr;
+        rows = columns = 0;
+    }
+    *ncol = columns;
+    *nrow = rows;
+    *colnames = table;
+    *values = table ? table + columns : nullptr;
+    if (table)
+        trace_table(scope, columns, rows, table);
+    return scope.leave(code, "--- iSQLITE_GET_TABLE returns %d %s", code, text_or_empty(msg));
+}
+
+int32_t SQLITE_DO_SQL(const char *sql, char export_flag, char *msg, int32_t msg_size, DB_REC_LIST *list,
+                      TraceContext trace)
+{
+    sql = text_or_empty(sql);
+    TraceScope scope(trace, kTraceDetail, "+++ SQLITE_DO_SQL id=%.31s  SQL=%s", list ? list->name : "", sql);
+    if (list)
+        list->count = 0;
+    Message text;
+    int32_t result = 0;
+    bool opened = false;
+    {
+        Database database(scope);
+        opened = database.open(&text);
+        if (opened)
+            result = run(database, sql, export_flag == 'y', list, &text, scope);
+    }
+    copy_text(msg, msg_size > 0 ? static_cast<size_t>(msg_size) : 0, text.view());
+    if (!opened)
+        return scope.leave(0, "--- SQLITE_DO_SQL sqlite3_open() returns %d  msg=%s", 0, text.c_str());
+    return scope.leave(result, "--- SQLITE_DO_SQL  returns %d  msg=%s", result, text.c_str());
+}

@@ -1,0 +1,26 @@
+// Record lists from inside: the bounded twins of the public readers.
+#pragma once
+
+#include <foundation/text.h>
+#include <tamba/db.h>
+
+#include <string_view>
+
+// What fits a message or a trace line of a list's name, which may fill its field without a terminator.
+using ListName = FixedText<sizeof(DB_REC_LIST::name)>;
+ListName list_name(const DB_REC_LIST *list);
+
+// Finds a column in a record text; value then points into the text.
+bool find_column(const char *text, std::string_view column, std::string_view *value);
+
+// DB_SEL_WRITE_VALUE with the size of its buffer.
+bool write_value_n(const DB_REC *record, const char *column, char *value, size_t value_size,
+                   const DB_REC_LIST *list, TraceContext &trace);
+
+// iDB_SEL_GET for one column, with the size of its buffer.  Returns whether the value was found; value is ""
+// when not.
+bool get_value_n(const DB_REC_LIST *list, int32_t row, const char *column, char *value, size_t value_size,
+                 char *msg, TraceContext &trace);
+
+// DB_SEL_FIRST (first) or DB_SEL_ALLOC for a text whose length is known.
+bool add_record(DB_REC_LIST *list, std::string_view text, bool first, TraceContext &trace);

@@ -1,0 +1,56 @@
+// The rows of one query for the library's own callers.
+#pragma once
+
+#include <db/records.h>
+#include <foundation/text.h>
+#include <tamba/db.h>
+
+// A record list that frees itself, read with bounded buffers.
+//
+//   Rows rows("CheckCapac", trace);
+//   if (!rows.select("select kapaz_num from capacities where drive_typ='%s'", SqlText(drive_typ).c_str()))
+//       return -1;
+//   return rows.empty() ? 0 : rows.integer(1, "kapaz_num");
+//
+// Rows count from 1.  A read outside the result gives "" or 0 and false where it can say so; an unknown
+// column is reported (E005-DATABAS) like in every other reader.  Belongs to one thread.
+class Rows {
+public:
+    // name labels the list in traces and messages; trace outlives the object.
+    Rows(const char *name, TraceContext &trace);
+    ~Rows();
+    Rows(const Rows &) = delete;
+    Rows &operator=(const Rows &) = delete;
+
+    // Runs a query; the rows of an earlier one are freed.  Values enter the statement as SqlText.  A
+    // statement that would be cut fails and does not run.
+    bool select(const char *format, ...) TAMBA_PRINTF(2, 3);
+
+    // The value of an aggregate query, or SQLite's reason after a failure.
+    const char *message() const { return message_.c_str(); }
+    bool failed() const { return failed_; } // the last query
+
+    int32_t count() const { return static_cast<int32_t>(list_.count); }
+    bool empty() const { return list_.count == 0; }
+
+    // A column of a row, cut to the buffer; a NULL is the word "NULL" (see is_null).
+    template <size_t Size> bool text(int32_t row, const char *column, FixedText<Size> &value) const
+    {
+        return read(row, column, value.data(), Size);
+    }
+    bool read(int32_t row, const char *column, char *value, size_t value_size) const;
+
+    // A column as a number, clamped; 0 for NULL and for what is no number.
+    int32_t integer(int32_t row, const char *column) const;
+
+private:
+    TraceContext &trace_;
+    DB_REC_LIST list_ = {};
+    FixedText<TAMBA_DB_MSG_SIZE> message_;
+    bool failed_ = false;
+};
+
+// Runs a statement that changes data.  msg (TAMBA_DB_MSG_SIZE) receives "ok" or the reason.  Values enter it
+// as SqlText: inserts and deletes quote like queries, updates in their own way.  A statement that would be
+// cut fails and does not run.
+bool execute_sql(char *msg, TraceContext &trace, const char *format, ...) TAMBA_PRINTF(3, 4);
