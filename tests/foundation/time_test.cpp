@@ -59,7 +59,7 @@ std::string converted(Conversion conversion, const char *text)
 
 std::string formatted(const char *format, const std::tm &time)
 {
-    char buffer[128];
+    char buffer[512];
     const size_t length = cm_strftime(buffer, sizeof buffer, format, &time);
     EXPECT_EQ(length, std::strlen(buffer)) << format;
     return buffer;
