@@ -41,21 +41,25 @@ private:
 
 void StampWriter::put(std::string_view text)
 {
-    const size_t room = size_ - 1 - used_;
-    if (text.size() > room)
-        fits_ = false;
-    copy_text(out_ + used_, size_ - used_, text);
-    used_ += std::min(room, text.size());
+    const size_t length = std::min(size_ - 1 - used_, text.size());
+    fits_ &= length == text.size();
+    for (size_t i = 0; i < length; ++i)
+        out_[used_++] = text[i];
 }
 
+// Every trace line begins with a stamp, so this does without printf.
 void StampWriter::put_number(int64_t value, int width, char pad)
 {
-    FixedText<32> number;
-    if (pad == '0')
-        number.format("%0*lld", width, static_cast<long long>(value));
-    else
-        number.format("%*lld", width, static_cast<long long>(value));
-    put(number.view());
+    char digits[24];
+    char *const end = digits + sizeof digits;
+    char *start = end;
+    for (int64_t rest = value < 0 ? -value : value; rest > 0 || start == end; rest /= 10)
+        *--start = static_cast<char>('0' + rest % 10);
+    if (value < 0)
+        put("-");
+    for (int64_t missing = width - (end - start) - (value < 0 ? 1 : 0); missing > 0; --missing)
+        put({&pad, 1});
+    put({start, static_cast<size_t>(end - start)});
 }
 
 template <size_t Count>
@@ -173,7 +177,8 @@ int64_t utc_offset_minutes(const std::tm &time)
     if (seconds == -1)
         return -int64_t{pl_timezone_minutes()};
     const int64_t year = int64_t{copy.tm_year} + kBaseYear;
-    const int64_t minutes = days_since_1970(year, copy.tm_yday) * 1440 + copy.tm_hour * 60 + copy.tm_min;
+    const int64_t minutes =
+        days_since_1970(year, copy.tm_yday) * 1440 + int64_t{copy.tm_hour} * 60 + copy.tm_min;
     return minutes - (seconds - copy.tm_sec) / 60;
 }
 

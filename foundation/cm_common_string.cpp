@@ -28,12 +28,7 @@ char *convert(char *text, char (*conversion)(char))
     return text;
 }
 
-} // namespace
-
-// The export marks are repeated here because some C libraries declare these three themselves.
-extern "C" {
-
-TAMBA_API size_t strlcpy(char *to, const char *from, size_t size)
+size_t bounded_copy(char *to, const char *from, size_t size)
 {
     const char *const source = text_or_empty(from);
     const size_t length = std::strlen(source);
@@ -41,10 +36,20 @@ TAMBA_API size_t strlcpy(char *to, const char *from, size_t size)
     return length;
 }
 
+} // namespace
+
+// The export marks are repeated here because some C libraries declare these three themselves.
+extern "C" {
+
+TAMBA_API size_t strlcpy(char *to, const char *from, size_t size)
+{
+    return bounded_copy(to, from, size);
+}
+
 TAMBA_API size_t strlcat(char *to, const char *from, size_t size)
 {
     const size_t used = to ? strnlen(to, size) : 0;
-    return used + strlcpy(to ? to + used : nullptr, from, size - used);
+    return used + bounded_copy(to ? to + used : nullptr, from, size - used);
 }
 
 TAMBA_API size_t wcslcpy(wchar_t *to, const wchar_t *from, size_t size)

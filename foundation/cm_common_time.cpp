@@ -72,7 +72,7 @@ Shift command_shift(const char *text)
 // days go into the date first, so that no field can overflow.
 bool shift_and_normalise(std::tm &time, const Shift &shift)
 {
-    constexpr int64_t seconds_per_day = 24 * 3600;
+    constexpr int64_t seconds_per_day = 86400;
     const int64_t day = time.tm_mday + shift.days + shift.seconds / seconds_per_day;
     if (day < std::numeric_limits<int>::min() || day > std::numeric_limits<int>::max())
         return false;
