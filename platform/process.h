@@ -7,25 +7,30 @@
 #include <cstdint>
 
 // Starts a program.  command_line holds program and arguments as on Windows: words separated by blanks,
-// grouped by double quotes, "\"" is a quote.  The program's name is taken as it stands; without a separator
-// it is searched on PATH.  The child inherits standard input, output and error and nothing else.  False and
+// grouped by double quotes, "\"" is a quote.  The program's name is taken as it stands: no ending is added,
+// and without a separator it is searched on PATH.  The child inherits standard input, output and error and
+// what the calling program itself has left inheritable, never anything that the seam has opened.  False and
 // the last error when the program cannot be started (also when the system finds out only while executing it).
+// The handle may be closed while the child runs: nothing of the child stays behind when it ends.
 bool pl_process_start(const char *command_line, TB_HANDLE *process, uint32_t *pid);
 
-// Opens a running process by id, for waiting; null when there is none.
+// Opens a process by id, for waiting; null and the last error when there is none (0 names none).  A process
+// that has ended but is not yet forgotten by the system opens too, and has ended.
 TB_HANDLE pl_process_open(uint32_t pid);
 
 enum class PlWait { ended, timed_out, abandoned, failed };
 constexpr uint32_t kPlForever = 0xFFFFFFFFu;
 
-// Waits for the end of a process or thread handle, at most the given time.
+// Waits for the end of a process or thread handle, at most the given time (0: only looks).  Several threads
+// may wait for one handle.  failed: not a handle that can be waited for, with PL_INVALID_HANDLE.
 PlWait pl_wait(TB_HANDLE process_or_thread, uint32_t milliseconds);
 
 // Exit code of an ended process: Windows its 32 bits, Linux 0..255 or 128 + signal.  False while it runs or
 // when the code is not ours to read.
 bool pl_process_exit_code(TB_HANDLE process, int32_t *code);
 
-// Ends a process at once, without a chance to clean up.
+// Ends a process at once, without a chance to clean up; its locks and handles are gone when a wait for it
+// returns.  False for an id that names no process or one that is not ours to end.
 bool pl_process_kill(uint32_t pid);
 
 uint32_t pl_process_id();
@@ -35,9 +40,9 @@ bool pl_program_path(char *out, size_t size);
 void pl_parent_process_name(char *out, size_t size); // "unknown" when the system does not tell
 
 // Runs a command through the command interpreter and returns its exit code, -1 when the interpreter cannot be
-// started.  Flushes all output streams first.  Command texts are written for the Windows interpreter; on
-// Linux the few constructs that only it understands ("2>>&1", a quoted whole command, "nul") are rewritten
-// for sh.
+// started.  Flushes all output streams first; the program goes on receiving its interrupts.  Command texts
+// are written for the Windows interpreter; on Linux the few constructs that only it understands ("2>>&1", a
+// quoted whole command, "\" in the program's path, "nul") are rewritten for sh.
 int32_t pl_shell(const char *command);
 
 // Host name of this machine.

@@ -1,0 +1,240 @@
+#include <platform/process.h>
+
+#include <platform/clock.h>
+#include <platform/fault.h>
+#include <platform/posix/child_process.h>
+#include <platform/posix/command_line.h>
+#include <platform/posix/descriptor.h>
+#include <platform/posix/errors.h>
+
+#include <algorithm>
+#include <climits>
+#include <csignal>
+#include <poll.h>
+#include <pthread.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+
+extern char **environ;
+
+namespace {
+
+constexpr size_t kReaperStack = size_t{256} << 10;
+
+// Programs are started with no signal blocked and SIGPIPE at its default, whatever the starting thread does
+// for itself.
+class SpawnAttributes {
+public:
+    SpawnAttributes()
+    {
+        sigset_t none, broken_pipe;
+        sigemptyset(&none);
+        sigemptyset(&broken_pipe);
+        sigaddset(&broken_pipe, SIGPIPE);
+        posix_spawnattr_init(&attributes_);
+        posix_spawnattr_setsigmask(&attributes_, &none);
+        posix_spawnattr_setsigdefault(&attributes_, &broken_pipe);
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    }
+    ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
+    SpawnAttributes(const SpawnAttributes &) = delete;
+    SpawnAttributes &operator=(const SpawnAttributes &) = delete;
+    const posix_spawnattr_t *get() const { return &attributes_; }
+
+private:
+    posix_spawnattr_t attributes_;
+};
+
+int32_t code_of(const siginfo_t &info)
+{
+    return info.si_code == CLD_EXITED ? info.si_status : 128 + info.si_status;
+}
+
+Descriptor open_pidfd(pid_t pid)
+{
+    return Descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+}
+
+// A pidfd becomes readable when its process ends.
+PlWait wait_readable(const Descriptor &fd, uint32_t milliseconds)
+{
+    const uint64_t deadline = pl_tick_ms() + milliseconds;
+    for (;;) {
+        const uint64_t now = pl_tick_ms();
+        const uint64_t left = deadline > now ? deadline - now : 0;
+        pollfd entry = {fd.get(), POLLIN, 0};
+        const int timeout =
+            milliseconds == kPlForever ? -1 : static_cast<int>(std::min<uint64_t>(left, INT_MAX));
+        const int ready = poll(&entry, 1, timeout);
+        if (ready > 0)
+            return PlWait::ended;
+        if (ready == 0 && timeout >= 0 && static_cast<uint64_t>(timeout) == left)
+            return PlWait::timed_out;
+        if (ready < 0 && errno != EINTR) {
+            pl_fail(errno);
+            return PlWait::failed;
+        }
+    }
+}
+
+void *reap_later(void *pid)
+{
+    siginfo_t info;
+    again_after_signal(
+        [&] { return waitid(P_PID, static_cast<id_t>(reinterpret_cast<intptr_t>(pid)), &info, WEXITED); });
+    return nullptr;
+}
+
+// A process by its number, whoever started it: to be waited for, not to be reaped.
+class OpenedProcess final : public ProcessObject {
+public:
+    explicit OpenedProcess(Descriptor fd) : fd_(std::move(fd)) {}
+
+    PlWait wait(uint32_t milliseconds) override { return wait_readable(fd_, milliseconds); }
+
+    // Only a child that nobody has reaped tells its code.
+    bool exit_code(int32_t *code) override
+    {
+        siginfo_t info = {};
+        if (waitid(P_PIDFD, static_cast<id_t>(fd_.get()), &info, WEXITED | WNOHANG | WNOWAIT) != 0)
+            return pl_fail(errno);
+        *code = code_of(info);
+        return info.si_pid != 0 || pl_fail(EBUSY);
+    }
+
+private:
+    const Descriptor fd_;
+};
+
+} // namespace
+
+std::shared_ptr<ChildProcess> ChildProcess::start(const std::vector<std::string> &words)
+{
+    if (words.empty() || words[0].empty()) {
+        pl_fail(PL_INVALID_PARAMETER, EINVAL);
+        return nullptr;
+    }
+    std::string program = words[0];
+    pl_native_path(program.data());
+    std::vector<char *> arguments;
+    for (const std::string &word : words)
+        arguments.push_back(const_cast<char *>(word.c_str()));
+    arguments.push_back(nullptr);
+
+    const SpawnAttributes attributes;
+    pid_t pid = 0;
+    const int error =
+        posix_spawnp(&pid, program.c_str(), nullptr, attributes.get(), arguments.data(), environ);
+    if (error != 0) {
+        pl_fail_path(error, program.c_str());
+        return nullptr;
+    }
+    return std::make_shared<ChildProcess>(pid);
+}
+
+ChildProcess::~ChildProcess()
+{
+    if (reap())
+        return;
+    // Nobody will ask for this child again, but it must not stay as a zombie when it ends.
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_attr_setstacksize(&attributes, kReaperStack);
+    pthread_t reaper;
+    pthread_create(&reaper, &attributes, reap_later, reinterpret_cast<void *>(static_cast<intptr_t>(pid_)));
+    pthread_attr_destroy(&attributes);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+// True when the child has ended.
+bool ChildProcess::reap()
+{
+    const std::lock_guard lock(mutex_);
+    if (reaped_)
+        return true;
+    siginfo_t info = {};
+    if (waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG) != 0) {
+        reaped_ = true; // the program ignores the ends of its children, or waits for all of them itself
+    } else if (info.si_pid != 0) {
+        reaped_ = code_known_ = true;
+        code_ = code_of(info);
+    }
+    return reaped_;
+}
+
+PlWait ChildProcess::wait(uint32_t milliseconds)
+{
+    if (reap())
+        return PlWait::ended;
+    if (milliseconds == 0)
+        return PlWait::timed_out;
+    if (milliseconds == kPlForever) {
+        siginfo_t info;
+        again_after_signal([&] { return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT); });
+        reap();
+        return PlWait::ended;
+    }
+    const Descriptor fd = open_pidfd(pid_);
+    if (!fd) {
+        pl_fail(errno);
+        return PlWait::failed;
+    }
+    const PlWait result = wait_readable(fd, milliseconds);
+    if (result == PlWait::ended)
+        reap();
+    return result;
+}
+
+bool ChildProcess::exit_code(int32_t *code)
+{
+    if (!reap())
+        return pl_fail(EBUSY);
+    *code = code_;
+    return code_known_ || pl_fail(ECHILD);
+}
+
+bool pl_process_start(const char *command_line, TB_HANDLE *process, uint32_t *pid)
+{
+    *process = nullptr;
+    if (pl_fault())
+        return false;
+    const auto child = ChildProcess::start(split_command_line(command_line ? command_line : ""));
+    if (!child)
+        return false;
+    *pid = static_cast<uint32_t>(child->pid());
+    *process = handle_add(child);
+    return *process != nullptr;
+}
+
+TB_HANDLE pl_process_open(uint32_t pid)
+{
+    if (pl_fault())
+        return nullptr;
+    if (pid == 0 || pid > INT32_MAX) {
+        pl_fail(PL_INVALID_PARAMETER, EINVAL);
+        return nullptr;
+    }
+    Descriptor fd = open_pidfd(static_cast<pid_t>(pid));
+    if (!fd) {
+        pl_fail(errno);
+        return nullptr;
+    }
+    return handle_add(std::make_shared<OpenedProcess>(std::move(fd)));
+}
+
+PlWait pl_wait(TB_HANDLE process_or_thread, uint32_t milliseconds)
+{
+    const auto object = handle_find(process_or_thread);
+    return !object || pl_fault() ? PlWait::failed : object->wait(milliseconds);
+}
+
+bool pl_process_exit_code(TB_HANDLE process, int32_t *code)
+{
+    const auto object = handle_get<ProcessObject>(process);
+    return object && !pl_fault() && object->exit_code(code);
+}

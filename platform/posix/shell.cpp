@@ -1,0 +1,21 @@
+#include <platform/process.h>
+
+#include <platform/fault.h>
+#include <platform/posix/child_process.h>
+#include <platform/posix/command_line.h>
+
+#include <cstdio>
+
+// Unlike system() it leaves the program's signals alone: a ctrl-c has to reach the program's own handler
+// while a command runs, as it does on Windows.
+int32_t pl_shell(const char *command)
+{
+    if (pl_fault())
+        return -1;
+    std::fflush(nullptr);
+    const auto shell = ChildProcess::start({"/bin/sh", "-c", "--", shell_command(command ? command : "")});
+    int32_t code = 0;
+    if (!shell || shell->wait(kPlForever) != PlWait::ended || !shell->exit_code(&code))
+        return -1;
+    return code;
+}
