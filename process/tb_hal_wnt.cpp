@@ -1,0 +1,220 @@
+// Starting, watching and stopping programs.
+#include <tamba/process.h>
+
+#include <foundation/glbv.h>
+#include <foundation/trace_scope.h>
+#include <foundation/version.h>
+#include <platform/files.h>
+#include <platform/process.h>
+#include <platform/thread.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+#include <string>
+
+namespace {
+
+constexpr int32_t kNotWaitedFor = -1;
+constexpr int32_t kNotStarted = -2;
+constexpr int32_t kNoProgram = -3;
+constexpr size_t kProgramPathSize = 1024;
+
+enum class Program { as_it_stands, executable, script, missing };
+
+// Looks for a program of the system: without a "." in its name it lies in the program directory, as a program
+// or as a script; any other name is the operating system's business.
+Program find_program(const std::string &word, std::string *path)
+{
+    if (word.find('.') != std::string::npos)
+        return Program::as_it_stands;
+    char candidate[kProgramPathSize];
+    for (const auto &[ending, kind] :
+         {std::pair{".exe", Program::executable}, std::pair{".cmd", Program::script}}) {
+        const bool known =
+            path_below_global("gv_ro_bin", (word + ending).c_str(), candidate, sizeof candidate);
+        if (word.empty() || !known || !pl_file_exists(candidate))
+            continue;
+        *path = candidate;
+        return kind;
+    }
+    return Program::missing;
+}
+
+bool has_blank(const std::string &path)
+{
+    return path.find(' ') != std::string::npos;
+}
+
+std::string in_quotes(const std::string &text)
+{
+    return "\"" + text + "\"";
+}
+
+// Starts the process and waits for its end.
+int32_t run_process(const std::string &command)
+{
+    TB_HANDLE process = nullptr;
+    uint32_t pid = 0;
+    if (!pl_process_start(command.c_str(), &process, &pid)) {
+        own_trace("Failed to CreateProcess %s", command.c_str());
+        return kNotStarted;
+    }
+    own_trace("%d is running", static_cast<int>(pid));
+    const PlWait outcome = pl_wait(process, kPlForever);
+    int32_t code = kNotWaitedFor;
+    const bool ended = outcome == PlWait::ended || outcome == PlWait::timed_out;
+    if (ended)
+        pl_process_exit_code(process, &code);
+    pl_close(process);
+    if (outcome == PlWait::ended) // this wording for the normal end is what readers of the traces know
+        own_trace("Subprocess %d has got a signal", static_cast<int>(pid));
+    else if (outcome == PlWait::timed_out)
+        own_trace("Subprocess %d ended with exit code %d", static_cast<int>(pid), code);
+    else
+        own_trace("EXTSIG_THREAD ERROR: returns -1");
+    if (ended)
+        own_trace("start_proc returns %d", code);
+    return code;
+}
+
+// A process reference is a number with an optional sign; any other text is none, and neither is one that
+// would have to be cut to fit.
+bool parse_reference(const char *text, int32_t *reference)
+{
+    const char *at = text;
+    while (*at == ' ')
+        ++at;
+    const bool negative = *at == '-';
+    at += *at == '-' || *at == '+';
+    if (!is_digit(*at))
+        return false;
+    int64_t number = 0;
+    for (; is_digit(*at); ++at) {
+        number = 10 * number + (*at - '0');
+        if (number > std::numeric_limits<int32_t>::max())
+            return false;
+    }
+    *reference = static_cast<int32_t>(negative ? -number : number);
+    return *at == '\0';
+}
+
+TB_HANDLE thread_of(int32_t reference)
+{
+    return reinterpret_cast<TB_HANDLE>(static_cast<uintptr_t>(-static_cast<int64_t>(reference)));
+}
+
+void trace_exit_code(TB_HANDLE handle, bool is_thread, TraceContext &trace)
+{
+    int32_t code = 0;
+    uint32_t thread_code = 0;
+    const bool known =
+        is_thread ? pl_thread_exit_code(handle, &thread_code) : pl_process_exit_code(handle, &code);
+    if (known)
+        trace_at(trace, kTraceDetail, "child returned exit code %d",
+                 is_thread ? static_cast<int>(thread_code) : code);
+    else
+        trace_at(trace, kTraceDetail, "Could not get exit code");
+}
+
+int32_t still_running(TB_HANDLE handle, bool is_thread, TraceContext &trace)
+{
+    switch (pl_wait(handle, 0)) {
+    case PlWait::timed_out:
+        trace_at(trace, kTraceDetail, "got WAIT_TIMEOUT: child is running");
+        return 1;
+    case PlWait::ended:
+        trace_at(trace, kTraceDetail, "got WAIT_OBJECT_0: child process is signalled");
+        trace_exit_code(handle, is_thread, trace);
+        return 0;
+    case PlWait::abandoned:
+        trace_at(trace, kTraceMain, "WARNING: pid_exist: got not expected WAIT_ABANDONED");
+        return 0;
+    default:
+        trace_at(trace, kTraceMain, "WARNING: pid_exist: got not expected WAIT_FAILED");
+        return 0;
+    }
+}
+
+} // namespace
+
+int32_t start_system(const char *cmd)
+{
+    const int32_t result = i_setenv_tamba(text_or_empty(cmd));
+    if (result != 1) {
+        own_trace("start_system: error occured in i_setenv_tamba ( return code %d)", result);
+        std::fprintf(stderr, "start_system: error occured in i_setenv_tamba ( return code %d)\n", result);
+    }
+    return pl_shell(text_or_empty(cmd));
+}
+
+int32_t i_cm_system(const char *cmd)
+{
+    return pl_shell(text_or_empty(cmd));
+}
+
+int32_t i_cm_exec(const char *cmd)
+{
+    return pl_shell(text_or_empty(cmd));
+}
+
+int32_t start_proc(const char *cmd)
+{
+    const std::string_view text = text_or_empty(cmd);
+    const std::string command(text.substr(std::min(text.find_first_not_of(' '), text.size())));
+    const size_t blank = std::min(command.find(' '), command.size());
+    const std::string rest = command.substr(blank); // begins with its blank: two stand before the arguments
+    std::string path;
+    switch (find_program(command.substr(0, blank), &path)) {
+    case Program::as_it_stands:
+        return run_process(command);
+    case Program::executable:
+        return run_process((has_blank(path) ? in_quotes(path) : path) + " " + rest);
+    case Program::script:
+        // The command interpreter drops the outer quotes of a command that begins with a quote: it gets a
+        // pair for that.
+        return pl_shell(
+            (has_blank(path) ? in_quotes(in_quotes(path) + " " + rest) : path + " " + rest).c_str());
+    default:
+        return kNoProgram;
+    }
+}
+
+int32_t start_exe(const char *cmd, TraceContext trace)
+{
+    TraceScope scope(trace, kTraceMain, "+++ HAL START_EXE in %s  exe=%s", kLibraryVersion,
+                     text_or_empty(cmd));
+    const int32_t status = start_proc(cmd);
+    return scope.leave(status, "--- HAL START_EXE status=%d", status);
+}
+
+int32_t pid_exist(int32_t ref, TraceContext trace)
+{
+    if (ref < 0) {
+        const TB_HANDLE thread = thread_of(ref);
+        trace_at(trace, kTraceDetail, "got Thread HANDLE %ld (pid : %ld)",
+                 static_cast<long>(reinterpret_cast<intptr_t>(thread)), static_cast<long>(ref));
+        return still_running(thread, true, trace);
+    }
+    const TB_HANDLE process = pl_process_open(static_cast<uint32_t>(ref));
+    if (!process)
+        return 0;
+    const int32_t running = still_running(process, false, trace);
+    pl_close(process);
+    return running;
+}
+
+int32_t i_KILL_PROCESS(const char *ref_text)
+{
+    int32_t reference = 0;
+    if (!parse_reference(text_or_empty(ref_text), &reference))
+        return 1; // a shell command made of anything else could do anything
+    if (reference > 0) {
+        FixedText<21> command;
+        command.format("tb_kill %d", reference);
+        pl_shell(command.c_str());
+    } else if (reference < 0) {
+        pl_thread_end(thread_of(reference), 0);
+    }
+    return 1;
+}
