@@ -1,0 +1,120 @@
+#include "tests/db/catalogue.h"
+#include "tests/support/child.h"
+
+#include <db/cm_db_sqlite.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class CatalogueFaults : public Catalogue {};
+
+// Holds the catalogue locked until the parent says go.
+TAMBA_CHILD(hold_catalogue)
+{
+    sqlite3 *db = nullptr;
+    if (sqlite3_open(arguments[0].c_str(), &db) != SQLITE_OK ||
+        sqlite3_exec(db, "begin exclusive", nullptr, nullptr, nullptr) != SQLITE_OK)
+        return 1;
+    tell("held");
+    wait_for_go();
+    sqlite3_exec(db, "commit", nullptr, nullptr, nullptr);
+    return sqlite3_close(db) == SQLITE_OK ? 0 : 2;
+}
+
+TAMBA_CHILD(count_up)
+{
+    char msg[TAMBA_DB_MSG_SIZE] = "";
+    for (int i = 0; i < 25; ++i)
+        if (iDB_ACCESS("update clients set nr=nr+1 where name='counter'", msg, nullptr, TraceContext{}) !=
+            1) {
+            std::fprintf(stderr, "%s\n", msg);
+            return 1;
+        }
+    return 0;
+}
+
+TEST_F(CatalogueFaults, AHolderBeyondTheLimitIsNamedAndLaterForgotten)
+{
+    EXPECT_EQ(kBusyLimitMs, 120000);
+    Child holder("hold_catalogue", {file()});
+    ASSERT_TRUE(holder.wait_for("held"));
+    set_busy_limit_ms(20);
+    EXPECT_EQ(access("update clients set nr=9 where nr=1"), 0);
+    EXPECT_EQ(msg, "database is locked");
+    EXPECT_NE(trace_text().find("sqlite3_get_table() returned SQLITE_BUSY"), std::string::npos);
+    set_busy_limit_ms(kBusyLimitMs);
+    holder.go();
+    EXPECT_EQ(access("update clients set nr=9 where nr=1"), 1); // waits while the holder still holds
+    EXPECT_EQ(msg, "ok");
+    EXPECT_EQ(holder.wait(), 0);
+}
+
+TEST_F(CatalogueFaults, EightWritersLoseNoUpdate)
+{
+    exec("insert into clients values ('counter','',0)");
+    EXPECT_TRUE(run_children("count_up", 8));
+    EXPECT_EQ(value_of("select max(nr) from clients where name='counter'"), "200");
+}
+
+TEST_F(CatalogueFaults, ACatalogueThatCannotBeOpenedIsSaidAndNothingIsCreated)
+{
+    fs::create_directories(path("empty"));
+    fs::create_directories(path("nodb"));
+    write("nodb/tamba_db.sdb", std::string(2000, 'x'));
+    fs::create_directories(path("folder/tamba_db.sdb"));
+    const std::string deep = path("empty") + "/" + std::string(300, 'd') + "/";
+    const struct {
+        std::string directory;
+        const char *message;
+    } cases[] = {
+        {path("missing") + "/", "unable to open database file"},
+        {path("folder") + "/", "unable to open database file"},
+        {path("nodb") + "/", "file is not a database"},
+        {deep, "unable to open database file"},
+    };
+    DB_REC_LIST list = list_named("fault");
+    for (const auto &[directory, message] : cases) {
+        set_global("gv_rw_db", directory.c_str());
+        for (const char *sql : {"select name from clients", "update clients set nr=1"}) {
+            list.count = 5; // what an earlier call left must not look like rows
+            EXPECT_EQ(access(sql, &list), 0) << directory;
+            EXPECT_EQ(msg, message) << directory;
+            EXPECT_EQ(list.count, 0u);
+        }
+    }
+    EXPECT_FALSE(exists("missing"));
+    EXPECT_EQ(fs::is_empty(path("empty")), true);
+    EXPECT_EQ(read("nodb/tamba_db.sdb"), std::string(2000, 'x'));
+
+    const fs::path before = fs::current_path();
+    fs::current_path(path("empty"));
+    char none[] = "";
+    glbv("d", "gv_rw_db", none);
+    EXPECT_EQ(access("select name from clients", &list), 0);
+    EXPECT_EQ(msg, "unable to open database file");
+    set_global("gv_rw_db", directory("db").c_str());
+    for (const char *type : {"postgres", "ORACLE", "SQLITE", ""}) {
+        set_global("gv_db_type", type);
+        EXPECT_EQ(access("delete from clients", &list), 0);
+        EXPECT_EQ(msg, "ERROR: Not supported db_type '" + std::string(type) + "'");
+    }
+    glbv("d", "gv_db_type", none);
+    EXPECT_EQ(access("delete from clients", &list), 0);
+    EXPECT_EQ(msg, "ERROR: Not supported db_type '" + std::string(3, '?') + "'");
+    fs::current_path(before);
+    EXPECT_EQ(fs::is_empty(path("empty")), true);
+    EXPECT_TRUE(fs::is_empty(path("work/sem")));
+    set_global("gv_db_type", "sqlite");
+    EXPECT_EQ(value_of("select count(*) from clients"), "3");
+}
+
+TEST_F(CatalogueFaults, AMissingFileInAnExistingDirectoryIsCreatedEmpty)
+{
+    fs::remove(file());
+    EXPECT_EQ(access("select name from clients"), 0);
+    EXPECT_EQ(msg, "no such table: clients");
+    EXPECT_EQ(fs::file_size(file()), 0u);
+}
+
+} // namespace

@@ -1,0 +1,307 @@
+#include "tests/db/catalogue.h"
+
+#include <db/rows.h>
+#include <db/sql.h>
+
+namespace {
+
+class Statements : public Catalogue {};
+
+TEST_F(Statements, EachKindGivesItsMessageAndItsRows)
+{
+    const std::string padding(250, ' ');
+    const struct {
+        std::string sql;
+        int32_t result;
+        const char *message;
+        uint32_t rows;
+    } cases[] = {
+        {"update clients set os='x' where nr=1", 1, "ok", 0},
+        {"insert into clients values ('n','o',4)", 1, "ok", 0},
+        {"delete from clients where nr=4", 1, "ok", 0},
+        {"", 1, "ok", 0},
+        {"pragma table_info(clients)", 1, "ok", 0},
+        {" select name from clients", 1, "ok", 0},
+        {"select name from clients", 1, "3", 3},
+        {"select name from clients where nr=99", 1, "0", 0},
+        {"select count(*) from clients", 1, "3", 0},
+        {"SELECT SUM(nr) FROM clients", 1, "6", 0},
+        {"select min(name) from clients", 1, "Ab", 0},
+        {"select max(nr) from clients where nr>9", 1, "0", 0},
+        {"select count(*) from clients limit 0", 1, "0", 0},
+        {"select count(*), max(nr) from clients", 1, "3", 0},
+        {"select count (*) from clients", 1, "1", 1},
+        {"select count(*) from clients group by os", 1, "3", 3},
+        {"select count(*) from clients where name<>'' GROUP BY os", 1, "3", 3},
+        {"select count(*) from clients " + padding + "group by nr", 1, "1", 0},
+        {"select nonsense from clients", 0, "no such column: nonsense", 0},
+        {"select name frm clients", 0, "near \"clients\": syntax error", 0},
+    };
+    for (const auto &[sql, result, message, rows] : cases) {
+        DB_REC record = {1, nullptr, nullptr};
+        DB_REC_LIST list = {"kind", 7, 0, &record, &record}; // filled once, its records gone
+        EXPECT_EQ(access(sql, &list), result) << sql;
+        EXPECT_EQ(msg, message) << sql;
+        EXPECT_EQ(list.count, rows) << sql;
+        DB_SEL_LOOP_RECORDS(&list, 'd');
+        EXPECT_EQ(access(sql, nullptr), result) << sql;
+    }
+}
+
+TEST_F(Statements, KeywordsAreLoweredAndValuesAreNot)
+{
+    const struct {
+        const char *sql, *ran;
+    } cases[] = {
+        {"SELECT Name FROM clients WHERE name='Ab'", "select name from clients where name='Ab'"},
+        {"Select NAME From Clients", "select name from clients"},
+        {"SELECT name FROM clients WHERE name='Ab' AND OS='X'",
+         "select name from clients where name='Ab' AND OS='X'"},
+        {"UPDATE Clients SET os='It's' WHERE name='O'", "update clients set os='It\264s' WHERE name='O'"},
+        {"select name from clients where os='a\"b' or \"nr\"=1",
+         "select name from clients where os='a_b' or \"nr\"=1"},
+    };
+    for (const auto &[sql, ran] : cases) {
+        EXPECT_EQ(access(sql), 1) << msg;
+        EXPECT_NE(trace_text().find("Librarycall: " + std::string(ran) + "\n"), std::string::npos) << sql;
+    }
+    EXPECT_NE(trace_text().find("WARNING: cpSqlCmd was changed to: update clients set os='It\264s'"),
+              std::string::npos);
+}
+
+TEST_F(Statements, QuotesAreRepairedByTheOldRule)
+{
+    const struct {
+        const char *sql, *repaired;
+    } cases[] = {
+        {"update t set a='it's' where b='x'", "update t set a='it\264s' where b='x'"},
+        {"update t set a= 'it's', b='y's' where c=1", "update t set a= 'it\264s', b='y\264s' where c=1"},
+        {"update t set a='' where b=''", nullptr},
+        {"update t set a='x', b='y' where c='z'", nullptr},
+        {"update t set a='O''Neil' where b=1", "update t set a='O\264\264Neil' where b=1"},
+        {"update t set b=1 where a='x' and b in ('y','z')",
+         "update t set b=1 where a='x\264 and b in (\264y\264,\264z')"},
+        {"update t set a='x' where b in ('y','z')", nullptr}, // the limit is the word where
+        {"update t set a='x=y's' where b=1", nullptr},        // the limit is the = inside the value
+        {"update t set a='open", nullptr},
+        {"update t set a=  'it's'", nullptr}, // two blanks are no assignment
+        {"update t set a=\"x\" where b='y'", nullptr},
+        {"update t set a='x\"y'", "update t set a='x_y'"},
+        {"insert into t values ('it's')", nullptr},
+        {"select \"a\" from t where b='x\"y' and c=\"z\"", "select \"a\" from t where b='x_y' and c=\"z\""},
+        {"", nullptr},
+        {"update='", nullptr},
+    };
+    for (const auto &[sql, repaired] : cases) {
+        std::string text = sql;
+        EXPECT_EQ(CLEANUP_QUOTA(text.data(), context(3)), repaired ? 0 : 1) << sql;
+        EXPECT_EQ(text, repaired ? repaired : sql);
+    }
+}
+
+TEST_F(Statements, ValuesAreMadeSafeWithinTheirBuffer)
+{
+    const struct {
+        std::string in;
+        int32_t limit;
+        std::string out;
+    } cases[] = {
+        {"O'Neil", 20, "O''Neil"}, {"a\"b", 20, "a b"},
+        {"a\\", 20, "a "},         {"", 20, ""},
+        {"abc", -1, ""},           {"abcdef", 2, "abc"},
+        {"ab'", 2, "ab''"},        {std::string(600, 'x'), 700, std::string(510, 'x')},
+    };
+    for (const auto &[in, limit, out] : cases) {
+        const size_t size = std::max(in.size() + 1, static_cast<size_t>(limit + TAMBA_DB_STRING_SPARE));
+        std::vector<char> buffer(size, '#');
+        std::strcpy(buffer.data(), in.c_str());
+        EXPECT_EQ(db_string(buffer.data(), limit), buffer.data());
+        EXPECT_EQ(std::string(buffer.data()), out);
+    }
+    const std::string quotes(510, '\'');
+    EXPECT_EQ(std::strlen(SqlText(quotes.c_str()).c_str()), 1020u);
+    EXPECT_STREQ(SqlText("it's \"x\"", SqlText::update).c_str(), "it\264s _x_");
+}
+
+TEST_F(Statements, WideResultsEndAtAHundredColumns)
+{
+    const auto columns = [](int count) {
+        std::string sql = "select 1 as c1";
+        for (int i = 2; i <= count; ++i)
+            sql += ",1";
+        return sql;
+    };
+    DB_REC_LIST list = list_named("wide");
+    EXPECT_EQ(access(columns(100), &list), 1);
+    EXPECT_EQ(list.count, 1u);
+    DB_SEL_LOOP_RECORDS(&list, 'd');
+    EXPECT_EQ(access(columns(101) + " from clients where nr=99", &list), 1);
+    EXPECT_EQ(msg, "0");
+    EXPECT_EQ(access(columns(101), &list), 0);
+    EXPECT_EQ(msg, "too much columns ( max 100 )");
+    EXPECT_EQ(list.count, 0u);
+    EXPECT_TRUE(reported("E017-DATABAS SQLITE_MAKE_DB_REC_LIS wide: too much columns."));
+}
+
+TEST_F(Statements, ExportPrintsInsertStatements)
+{
+    Captured output(stdout);
+    EXPECT_EQ(access("select name, os from clients where nr>1;", nullptr, "export"), 1);
+    EXPECT_EQ(msg, "clients"); // the ; ends the last word, not the table's name
+    EXPECT_EQ(access("select name from clients;", nullptr, "export"), 1);
+    EXPECT_EQ(msg, "clients");
+    EXPECT_EQ(access("select count(*) from clients", nullptr, "export"), 1);
+    EXPECT_EQ(msg, "3");
+    EXPECT_EQ(access("select 1", nullptr, "export me"), 1);
+    EXPECT_EQ(msg, "1");
+    EXPECT_EQ(access("select 1", nullptr, "export"), 1);
+    EXPECT_EQ(msg, "");
+    EXPECT_EQ(output.text(), "INSERT INTO clients (name,os) VALUES ('ab','windows');\n"
+                             "INSERT INTO clients (name,os) VALUES ('O'Neil',NULL);\n"
+                             "\n-- 2 rows found \n"
+                             "INSERT INTO clients (name) VALUES ('Ab');\n"
+                             "INSERT INTO clients (name) VALUES ('ab');\n"
+                             "INSERT INTO clients (name) VALUES ('O'Neil');\n"
+                             "\n-- 3 rows found \n"
+                             "INSERT INTO  (1) VALUES ('1');\n"
+                             "\n-- 1 rows found \n");
+}
+
+TEST_F(Statements, LongStatementsAreCutByTheLayerAndRefusedByTheLibrary)
+{
+    const auto sized = [](size_t length) { // a comment of 'x' fills the statement up
+        const std::string begin = "delete from clients where nr=1 /*", end = "*/ or nr=2";
+        return begin + std::string(length - begin.size() - end.size(), 'x') + end;
+    };
+    EXPECT_EQ(access(sized(1023)), 1);
+    EXPECT_EQ(value_of("select count(*) from clients"), "1");
+    EXPECT_EQ(trace_text().find("was cut"), std::string::npos);
+    exec("insert into clients values ('a','b',1),('a','b',20)");
+    EXPECT_EQ(access(sized(1023) + "0"), 1); // "or nr=20" loses its end
+    EXPECT_EQ(value_of("select count(*) from clients where nr=20"), "1");
+    EXPECT_NE(trace_text().find("WARNING: the statement was cut to 1023 characters"), std::string::npos);
+    EXPECT_EQ(access("select " + std::string(5000, 'n') + "%s%n from clients"), 0);
+    EXPECT_EQ(msg.size(), 255u); // SQLite repeats the statement
+    EXPECT_EQ(access("delete from clients where name='" + std::string(200000, 'q')), 0);
+
+    TraceContext trace = context(3);
+    Rows rows("long", trace);
+    EXPECT_TRUE(rows.select("%s", ("select nr from clients" + std::string(1001, ' ')).c_str()));
+    EXPECT_FALSE(rows.select("%s", ("select nr from clients" + std::string(1002, ' ')).c_str()));
+    EXPECT_TRUE(rows.failed() && rows.empty());
+    EXPECT_STREQ(rows.message(), "statement of 1024 characters is too long");
+    char reason[TAMBA_DB_MSG_SIZE];
+    EXPECT_FALSE(execute_sql(reason, trace, "%s", sized(1024).c_str()));
+    char small[8];
+    EXPECT_EQ(SQLITE_DO_SQL("select nonsense", 'n', small, sizeof small, nullptr, trace), 0);
+    EXPECT_STREQ(small, "no such");
+}
+
+TEST_F(Statements, OddValuesComeBackAsTheyAre)
+{
+    const std::string huge(100'000, 'h');
+    exec("create table odd (k integer, v text); insert into odd values (1,'" + huge + "')");
+    const char *const values[] = {"O'Neil", "a=b='c'", "100%s%n", "\344\366\374\264", "x\\y", "'"};
+    TraceContext trace = context(3);
+    char reason[TAMBA_DB_MSG_SIZE];
+    int32_t key = 2;
+    for (const char *value : values)
+        EXPECT_TRUE(
+            execute_sql(reason, trace, "insert into odd values (%d,'%s')", key++, SqlText(value).c_str()));
+    Rows rows("odd", trace);
+    ASSERT_TRUE(rows.select("select k, v from odd order by k")) << rows.message();
+    ASSERT_EQ(rows.count(), 7);
+    FixedText<64> value;
+    for (int32_t row = 2; row <= rows.count(); ++row) {
+        EXPECT_TRUE(rows.text(row, "v", value));
+        EXPECT_STREQ(value.c_str(), values[row - 2]);
+        EXPECT_EQ(rows.integer(row, "k"), row);
+    }
+    EXPECT_TRUE(rows.text(1, "v", value));
+    EXPECT_EQ(value.view(), huge.substr(0, 63));
+    EXPECT_FALSE(rows.text(8, "v", value));
+    EXPECT_FALSE(rows.text(1, "w", value));
+    EXPECT_EQ(value.view(), "");
+    std::vector<char> whole(huge.size() + 1);
+    EXPECT_EQ(iDB_SEL_GETVALUE("select v from odd where k=1", "v", whole.data(), trace), 1);
+    EXPECT_EQ(std::string(whole.data()), huge);
+
+    EXPECT_TRUE(execute_sql(reason, trace, "update odd set v='%s' where k=2",
+                            SqlText("it's a=\"b\"", SqlText::update).c_str()));
+    EXPECT_EQ(value_of("select max(v) from odd where k=2"), "it\264s a=_b_");
+    EXPECT_TRUE(is_null("") && is_null("NULL") && !is_null("0"));
+    for (const char *list : {"3", "1,2,10"})
+        EXPECT_TRUE(is_number_list(list)) << list;
+    for (const char *list : {"", ",", "1,", ",1", "1,,2", "-1", "1 or 1=1", "1)"})
+        EXPECT_FALSE(is_number_list(list)) << list;
+}
+
+TEST_F(Statements, PseudoStatementsConvertByDatabaseType)
+{
+    constexpr const char *kTypes[] = {"ORACLE", "sqlite", "OpenAccess", "postgres", "DB2", "Xqqq"};
+    const struct {
+        const char *key, *value, *result[6];
+    } cases[] = {
+        {"DATE",
+         "2008-02-14",
+         {"20080214", "2008-02-14 00:00:00", "2008-02-14 00:00:00", "2008-02-14 00:00:00", "", ""}},
+        {"DATE", "20", {"20", "20 00:00:00", "20 00:00:00", "20 00:00:00", "", ""}},
+        {"DATE_TAMBA",
+         "20080214xx",
+         {"2008-02-14", "20080214xx 00:00:00", "20080214xx 00:00:00", "20080214xx 00:00:00", "",
+          "20080214xx 00:00:00"}},
+        {"DATE_TAMBA",
+         "2008-02-14 11:12:13",
+         {"2008--0-2-", "2008-02-14 00:00:00", "2008-02-14 00:00:00", "2008-02-14 00:00:00", "",
+          "2008-02-14 00:00:00"}},
+        {"DATE_TAMBA", "", {"--", " 00:00:00", " 00:00:00", " 00:00:00", "", " 00:00:00"}},
+        {"DATE_TIME_TAMBA", "any %s", {"any %s", "any %s", "any %s", "any %s", "", ""}},
+        {"MAX", "max(eol)", {"max(eol)", "max(eol)", "COL1", "max", "", ""}},
+    };
+    for (size_t type = 0; type < std::size(kTypes); ++type) {
+        set_global("gv_db_type", kTypes[type]);
+        for (const auto &[key, value, result] : cases) {
+            EXPECT_EQ(access(key, nullptr, value), 1) << kTypes[type];
+            EXPECT_EQ(msg, result[type]) << kTypes[type] << " " << key << " " << value;
+        }
+    }
+    EXPECT_STREQ(cpDB_MAX_COL_NAME, "MAX");
+    EXPECT_EQ(access("DATEX%s", nullptr, "v"), 0);
+    EXPECT_EQ(msg, "wrong function-argument: DATEX%s");
+    EXPECT_TRUE(reported("E008-DATABAS CONVERT_DATE_TIME: wrong parameter DATEX%s"));
+    EXPECT_EQ(access("MA" + std::string(5000, 'x')), 0);
+    set_global("gv_db_type", "sqlite");
+    EXPECT_EQ(access("DATE", nullptr, std::string(255, '9').c_str()), 1);
+    EXPECT_EQ(msg, std::string(255, '9'));
+}
+
+TEST_F(Statements, ClientCommandsFollowTheDatabaseType)
+{
+    set_global("gv_ro_db", "/opt/db/");
+    set_global("gv_rw_db", "/data/");
+    const struct {
+        const char *type, *command;
+        bool unsupported;
+    } cases[] = {
+        {"sqlite", "/opt/db/sqlite3 -echo /data/tamba_db.sdb 2>&1 <up%date.sql", false},
+        {"OpenAccess", "/opt/db/oaisql -e -c up%date.sql 2>&1", false},
+        {"postgres", "psql -e -d tamba_db -f  up%date.sql 2>&1", true},
+        {"ORACLE", "", true},
+    };
+    for (const auto &[type, command, unsupported] : cases) {
+        set_global("gv_db_type", type);
+        std::string cmd(TAMBA_SQL_CMD_SIZE, '#');
+        EXPECT_EQ(iDB_CREATE_SQL_CMD("up%date.sql", cmd.data(), context(1)), 1);
+        EXPECT_STREQ(cmd.c_str(), command);
+        const std::string line = "ERROR: Not supported db_type '" + std::string(type) + "'";
+        EXPECT_EQ(trace_text().find(line) != std::string::npos, unsupported) << type;
+    }
+    char none[] = "";
+    set_global("gv_db_type", "sqlite");
+    glbv("d", "gv_ro_db", none);
+    std::string cmd(TAMBA_SQL_CMD_SIZE, '#');
+    EXPECT_EQ(iDB_CREATE_SQL_CMD("x", cmd.data(), context(1)), 1);
+    EXPECT_STREQ(cmd.c_str(), "");
+}
+
+} // namespace
