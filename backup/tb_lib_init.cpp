@@ -1,0 +1,85 @@
+// Preparing a medium: tb_init is run for a drive.
+#include <backup/medium.h>
+#include <foundation/glbv.h>
+#include <foundation/messages.h>
+#include <foundation/trace_scope.h>
+#include <process/semaphore_guard.h>
+#include <tamba/process.h>
+
+namespace {
+
+using CommandLine = FixedText<256>;
+
+// Runs tb_init and reads what it reported.  The variable may still hold the text of an earlier run, so the
+// exit code counts as well.
+bool run_init(const char *drive, const SplitLabel &split, const char *media_info, MediaMessage *msg,
+              TraceScope &scope)
+{
+    FixedText<32> option;
+    option.format("-d %s", drive);
+    prot_message<Msg::kStartingInit>(option.c_str(), media_info);
+
+    CommandLine command;
+    command.format("tb_init -d %s -%c %s -L backup", drive, split.is_label ? 't' : 'm', media_info);
+    scope.note("call %s", command.c_str());
+    const int32_t status = start_system(command.c_str());
+
+    FixedText<64> variable;
+    variable.format("gv_init_msg_%s", drive);
+    GlobalValue value;
+    const bool reported = read_global(variable.c_str(), &value);
+    msg->assign(value.view());
+    scope.note("returned from tb_init - returned %d %s", status, msg->c_str());
+    return status == 0 && reported;
+}
+
+// The medium may have been prepared by somebody else while we waited for the semaphore.  tb_init runs all the
+// same: it looks into the catalogue itself and answers with the label that counts now.
+bool init_under_lock(const char *drive, const char *media_info, MediaMessage *msg, TraceScope &scope)
+{
+    FixedText<64> name, requester;
+    name.format("ctrl_init_%s", drive);
+    requester.format("RESTART_INIT %s", drive);
+    scope.note("try to catch semaphor %s", name.c_str());
+    SemaphoreGuard lock(name.c_str(), requester.c_str(), scope.context());
+    if (!lock.held()) {
+        msg->assign(lock.message());
+        return false;
+    }
+    scope.note("catched semaphore %s", name.c_str());
+    scope.note("may be a concurrent init finished meanwhile");
+    scope.note("so get new label from DB");
+    const SplitLabel split = split_label(media_info);
+    scope.note(split.is_label ? "%s is a label" : "%s is a pool-name", media_info);
+    return run_init(drive, split, media_info, msg, scope);
+}
+
+bool init_drive(const char *drive, const char *media_info, MediaMessage *msg, TraceScope &scope)
+{
+    if (*drive == '\0') {
+        message_to<Msg::kNoDrivesForPool>(msg->data(), msg->size(), split_label(media_info).pool.c_str());
+        return false;
+    }
+    if (!is_plain_word(drive) || !is_plain_word(media_info)) {
+        msg->format("tb_init is not started with drive %s and medium %s", drive, media_info);
+        return false;
+    }
+    return init_under_lock(drive, media_info, msg, scope);
+}
+
+} // namespace
+
+extern "C" int32_t RESTART_INIT(const char *drive, const char *job, const char *media_info, char *msg,
+                                TraceContext trace)
+{
+    const DriveText first(first_drive(text_or_empty(drive)));
+    const LabelText info(text_or_empty(media_info));
+    TraceScope scope(trace, kTraceMain, "+++ RESTART_INIT Dn=%s  Job=%s  MedPool/Label=%s",
+                     text_or_empty(drive), text_or_empty(job), info.c_str());
+    scope.note("given drive number %s", first.c_str());
+    MediaMessage message;
+    const int32_t result = init_drive(first.c_str(), info.c_str(), &message, scope) ? 1 : 0;
+    copy_text(msg, TAMBA_MEDIA_MSG_SIZE, message.view());
+    return scope.leave(result, "--- RESTART_INIT  returns %d, Dn=%s, msg=%s", result, first.c_str(),
+                       message.c_str());
+}
