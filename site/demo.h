@@ -1,0 +1,41 @@
+// The demo's pieces: the stage on which its steps play, and the steps.
+#pragma once
+
+#include <site/demo_evidence.h>
+#include <site/demo_report.h>
+#include <site/site.h>
+#include <tamba/tamba.h>
+
+#include <string>
+
+// The site, the caller's trace context and the report.
+struct Stage {
+    Site site;
+    Report report;
+    TraceContext trace{};
+    bool full = false; // show the statements in every trace
+};
+
+inline constexpr const char *kDemoTrace = "demo.lgc";
+
+// What i_CHECK_MEDIUM_FOR_BACKUP answered.
+struct Answer {
+    int32_t result = 0;
+    std::string drive, label, msg;
+};
+Answer ask(const std::string &drive, const std::string &media_info, const TraceContext &trace);
+
+// "drive 3, medium DAILY" as the call's arguments are shown, and the answer.
+std::string call_text(const std::string &drive, const std::string &media_info);
+std::string answer_text(const Answer &answer);
+
+// Programs started, catalogue rows, protocol and info board; one line for all that stayed as it was.
+void show_left_behind(Report &report, const Difference &left);
+
+// Steps of one program, and steps of two.
+void one_program_steps(Stage &stage);
+void two_program_steps(Stage &stage);
+
+// A backup program of its own: asks and writes the answer to work/site/<name>.answer.
+int run_child(const std::string &site, const std::string &name, const std::string &drive,
+              const std::string &media);

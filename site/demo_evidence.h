@@ -1,0 +1,28 @@
+// What a call left behind on the site: programs started, catalogue rows, protocol, info board, trace.
+#pragma once
+
+#include <site/site.h>
+
+#include <string>
+#include <vector>
+
+using Lines = std::vector<std::string>;
+
+// The state of the site at one moment.
+struct Evidence {
+    Lines calls, protocol, board, trace;
+    std::vector<SiteRow> media;
+};
+
+Evidence look_at(const Site &site, const std::string &trace_file);
+
+// What changed between two moments.
+struct Difference {
+    Lines calls, protocol, board, trace;
+    Lines media; // "label: column old -> new", "label: new ..."
+};
+
+Difference difference(const Evidence &before, const Evidence &after);
+
+// True when one of the lines contains the text.
+bool any_contains(const Lines &lines, const std::string &text);
