@@ -28,7 +28,8 @@ Lines semaphore_story(const Site &site, const Program &first, const Program &sec
     for (std::string line : lines_of(read_text(site.path(std::string("lgc/") + kSemaphoreTrace)))) {
         const size_t bracket = line.find('[');
         if (bracket == std::string::npos || line.find("+++ ") != std::string::npos ||
-            line.find("--- ") != std::string::npos || line.find("close sema file") != std::string::npos)
+            line.find("--- ") != std::string::npos || line.find("close sema file") != std::string::npos ||
+            line.find("try to inquire") != std::string::npos)
             continue;
         line = line.substr(bracket);
         for (const Program *program : {&first, &second}) {
