@@ -1,7 +1,10 @@
 #include "tests/db/catalogue.h"
 
 #include <db/alloc.h>
-#include <foundation/text.h>
+#include <db/rows.h>
+
+#include <atomic>
+#include <thread>
 
 namespace {
 
@@ -130,7 +133,7 @@ TEST_F(Records, NamesLongerThanALabelAreStillFound)
     ASSERT_EQ(access("select 7 as " + name, &list), 1);
     EXPECT_EQ(list.first->text, "|" + name.substr(0, 30) + "=7|");
     char value[8], reason[TAMBA_DB_MSG_SIZE];
-    for (const size_t length : {30, 31, 40})
+    for (const size_t length : {30u, 31u, 40u})
         EXPECT_EQ(iDB_SEL_GET(&list, 1, reason, context(0), name.substr(0, length).c_str(), value, "x"), 1);
     EXPECT_STREQ(value, "7");
     DB_SEL_LOOP_RECORDS(&list, 'd');
@@ -245,6 +248,27 @@ TEST_F(Records, ManyListsAtOnceAllReadRight)
             ASSERT_EQ(a(&lists[i], row), std::to_string(i) + "-" + std::to_string(row));
     for (DB_REC_LIST &list : lists)
         DB_SEL_LOOP_RECORDS(&list, 'd');
+}
+
+TEST_F(Records, ThreadsWithListsOfTheirOwnDoNotDisturbEachOther)
+{
+    std::atomic<int> wrong{0};
+    const auto work = [&](int thread) {
+        TraceContext trace{};
+        for (int round = 0; round < 20; ++round) {
+            Rows rows("thread", trace);
+            if (!rows.select("select nr*%d as n from clients order by nr", thread) || rows.count() != 3)
+                ++wrong;
+            for (int32_t row = 1; row <= rows.count(); ++row)
+                wrong += rows.integer(row, "n") != row * thread;
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int thread = 1; thread <= 4; ++thread)
+        threads.emplace_back(work, thread);
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST_F(Records, OneValueOfAQueryComesByItself)
