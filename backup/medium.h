@@ -27,6 +27,6 @@ std::string_view first_drive(std::string_view drives);
 // True for the ways in which the catalogue says that a drive has no loader: NULL, nothing, and 0.
 bool is_no_loader(std::string_view loader_num);
 
-// False for a word that would not reach a program as one argument: it holds a blank, or a character that a
-// command interpreter acts on.
+// False for a word that would not reach a program as one argument: it is empty, holds a blank, or a character
+// that one of the command interpreters acts on.
 bool is_plain_word(std::string_view word);

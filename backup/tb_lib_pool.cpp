@@ -68,10 +68,11 @@ bool is_no_loader(std::string_view loader_num)
 
 bool is_plain_word(std::string_view word)
 {
+    constexpr std::string_view acted_on = "\"'`;&|<>$\\()*?[%^";
     for (const char c : word)
-        if (static_cast<unsigned char>(c) <= ' ' || std::string_view("\"'`;&|<>$\\()").find(c) != word.npos)
+        if (static_cast<unsigned char>(c) <= ' ' || acted_on.find(c) != acted_on.npos)
             return false;
-    return true;
+    return !word.empty() && word.front() != '#' && word.front() != '~';
 }
 
 extern "C" int32_t i_SPLIT_LABEL(const char *text, char *pool, int32_t *number)

@@ -78,6 +78,9 @@ TEST_F(MediumChoice, RefusesWithoutStartingAnything)
         {"3", "x' or '1'='1", "Media initialisation failed"},
         {"3", "A;B", "Media initialisation failed"},
         {"3", "A\nB", "Media initialisation failed"},
+        {"3", "A B", "Media initialisation failed"},
+        {"3", "%PATH%", "Media initialisation failed"},
+        {"3", "#A", "Media initialisation failed"},
         {"3|x", "DAILY", "Media initialisation failed"},
     };
     for (const Refusal &c : cases) {
@@ -112,6 +115,31 @@ TEST_F(MediumChoice, FailsWhenTbInitCannotBeRun)
         << "the program's result counts, not an old label";
     EXPECT_EQ(RESTART_INIT("", "job", "FRESH00001", msg, trace), 0);
     EXPECT_STREQ(msg, "E005-TBC_COM FIND_DRIVES_OF_POOL no drives for pool FRESH configured");
+}
+
+TEST_F(MediumChoice, FailsWithTheReasonWhenTheDriveCannotBeLocked)
+{
+    std::filesystem::remove_all(site.path("work/sem"));
+    ASSERT_TRUE(write_text(site.path("work/sem"), "no directory"));
+    const Answer answer = ask("3", "FRESH");
+    EXPECT_EQ(answer.result, 0);
+    EXPECT_NE(answer.msg, "");
+    EXPECT_NE(answer.msg, "Media initialisation failed");
+    EXPECT_EQ(calls(site), Lines{});
+}
+
+TEST_F(MediumChoice, FailsWithoutACatalogue)
+{
+    expect_complaints = true;
+    ASSERT_TRUE(write_text(site.path("db/tamba_db.sdb"), std::string(4096, 'x')));
+    EXPECT_EQ(ask("3", "").msg, "no default media-pool for drive 3 configured");
+    EXPECT_EQ(ask("3", "DAILY").msg, "Media initialisation failed");
+    EXPECT_EQ(calls(site).size(), 1u) << "no medium found, so tb_init had its try";
+    char msg[TAMBA_MEDIA_MSG_SIZE];
+    EXPECT_EQ(CHECK_AVAILABILITY_OF_MEDIUM("3", "DAILY00012", "DAILY", "job", msg, trace), 0);
+    EXPECT_NE(protocol().find("]: GET_PREPARED_MEDIA with unexpected result: file is not a database."),
+              std::string::npos)
+        << protocol();
 }
 
 TAMBA_CHILD(ask_for_fresh)
