@@ -20,7 +20,7 @@ public:
     void release();
 
 private:
-    const TraceContext &trace_; // of the caller, who outlives the guard
+    const TraceContext trace_;
     SemaRecord record_{};
     bool held_;
 };
