@@ -2,18 +2,34 @@
 
 #include <platform/posix/errors.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <pthread.h>
 #include <string>
 #include <unistd.h>
 
+namespace {
+
+std::atomic<pid_t> g_process_id{0}; // 0: not asked for yet
+
+} // namespace
+
+// Asked for with every semaphore operation; the system is only asked once, and again by a forked child.
 uint32_t pl_process_id()
 {
-    return static_cast<uint32_t>(getpid());
+    pid_t id = g_process_id.load(std::memory_order_relaxed);
+    if (id == 0) {
+        static const int registered = pthread_atfork(nullptr, nullptr, [] { g_process_id = 0; });
+        id = getpid();
+        if (registered == 0)
+            g_process_id = id;
+    }
+    return static_cast<uint32_t>(id);
 }
 
 bool pl_process_kill(uint32_t pid)
