@@ -69,8 +69,8 @@ bool init_drive(const char *drive, const char *media_info, MediaMessage *msg, Tr
 
 } // namespace
 
-extern "C" int32_t RESTART_INIT(const char *drive, const char *job, const char *media_info, char *msg,
-                                TraceContext trace)
+int32_t RESTART_INIT(const char *drive, const char *job, const char *media_info, char *msg,
+                     TraceContext trace)
 {
     const DriveText first(first_drive(text_or_empty(drive)));
     const LabelText info(text_or_empty(media_info));

@@ -147,8 +147,8 @@ bool choose(MediumRequest *request, char *drive_num, TraceScope &scope)
 
 } // namespace
 
-extern "C" int32_t i_CHECK_MEDIUM_FOR_BACKUP(char *drive_num, char *media_info, const char *job, char *msg,
-                                             TraceContext trace)
+int32_t i_CHECK_MEDIUM_FOR_BACKUP(char *drive_num, char *media_info, const char *job, char *msg,
+                                  TraceContext trace)
 {
     TraceScope scope(trace, kTraceMain, "+++ i_CHECK_MEDIUM_FOR_BACKUP  Dn=%s  MedInfo=%s",
                      text_or_empty(drive_num), text_or_empty(media_info));

@@ -75,7 +75,7 @@ bool is_plain_word(std::string_view word)
     return !word.empty() && word.front() != '#' && word.front() != '~';
 }
 
-extern "C" int32_t i_SPLIT_LABEL(const char *text, char *pool, int32_t *number)
+int32_t i_SPLIT_LABEL(const char *text, char *pool, int32_t *number)
 {
     const SplitLabel split = split_label(text_or_empty(text));
     copy_text(pool, TAMBA_LABEL_SIZE, split.pool.view());
@@ -84,7 +84,7 @@ extern "C" int32_t i_SPLIT_LABEL(const char *text, char *pool, int32_t *number)
     return split.is_label ? 1 : 0;
 }
 
-extern "C" int32_t i_GET_DRIVES_OF_POOL(const char *pool, char *drives_out, TraceContext trace)
+int32_t i_GET_DRIVES_OF_POOL(const char *pool, char *drives_out, TraceContext trace)
 {
     TraceScope scope(trace, kTraceMain, "+++ i_GET_DRIVES_OF_POOL  %s", text_or_empty(pool));
     DriveList drives;
@@ -108,8 +108,8 @@ extern "C" int32_t i_GET_DRIVES_OF_POOL(const char *pool, char *drives_out, Trac
                        drives.c_str(), msg.c_str());
 }
 
-extern "C" int32_t i_GET_DRIVE_GROUP(const char *media_pool, const char *drive_num, char *grp_name_out,
-                                     TraceContext trace)
+int32_t i_GET_DRIVE_GROUP(const char *media_pool, const char *drive_num, char *grp_name_out,
+                          TraceContext trace)
 {
     const std::string_view pool = text_or_empty(media_pool), drive = text_or_empty(drive_num);
     TraceScope scope(trace, kTraceMain, "+++ i_GET_DRIVE_GROUP %s",

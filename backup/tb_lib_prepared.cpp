@@ -60,20 +60,24 @@ struct FoundMedium {
     DriveText drive;
 };
 
-FoundMedium newest_prepared(std::string_view drive, const char *media_info, bool is_label, TraceScope &scope)
+FoundMedium newest_prepared(const DriveList &drive, const char *media_info, bool is_label, MediaMessage *msg,
+                            TraceScope &scope)
 {
     FoundMedium medium;
+    message_to<Msg::kMediumAndDriveConflict>(msg->data(), msg->size(), media_info, drive.c_str());
     const auto now = now_stamp();
     scope.note("now: %s", now.c_str());
-    if (!drive.empty() && !is_number_list(drive))
+    if (!drive.empty() && !is_number_list(drive.view()))
         return medium; // no drive has such a number, and the statement takes it without quotes
     Rows rows("PrepMedia", scope.context());
-    if (!select_prepared(&rows, now.c_str(), drive, media_info, is_label)) {
+    if (!select_prepared(&rows, now.c_str(), drive.view(), media_info, is_label)) {
         trap_db_err("GET_PREPARED_MEDIA", rows.message(), scope.context(), 0);
+        msg->assign(rows.message());
         return medium;
     }
     if (rows.empty())
         return medium;
+    msg->assign("");
     medium.found = true;
     rows.text(1, "label", medium.label);
     rows.text(1, "drive_num", medium.drive);
@@ -154,8 +158,7 @@ bool is_available(const char *drive, const char *label, MediaMessage *msg, Trace
 
 } // namespace
 
-extern "C" int32_t GET_PREPARED_MEDIA(char *drive, char *media_info, int32_t is_label, char *msg,
-                                      TraceContext trace)
+int32_t GET_PREPARED_MEDIA(char *drive, char *media_info, int32_t is_label, char *msg, TraceContext trace)
 {
     const DriveList wanted(without_trailing_comma(text_or_empty(drive)));
     const LabelText info(text_or_empty(media_info));
@@ -164,7 +167,7 @@ extern "C" int32_t GET_PREPARED_MEDIA(char *drive, char *media_info, int32_t is_
     MediaMessage message;
     DriveList used = wanted;
     LabelText label = info;
-    const FoundMedium medium = newest_prepared(wanted.view(), info.c_str(), is_label != 0, scope);
+    const FoundMedium medium = newest_prepared(wanted, info.c_str(), is_label != 0, &message, scope);
     if (medium.found) {
         label = medium.label;
         const bool any_of_several = wanted.empty() || is_drive_list(wanted.view());
@@ -173,17 +176,14 @@ extern "C" int32_t GET_PREPARED_MEDIA(char *drive, char *media_info, int32_t is_
         copy_text(media_info, TAMBA_LABEL_SIZE, label.view());
         if (any_of_several)
             copy_text(drive, TAMBA_DRIVE_SIZE, used.view());
-    } else {
-        message_to<Msg::kMediumAndDriveConflict>(message.data(), message.size(), info.c_str(),
-                                                 wanted.c_str());
     }
     copy_text(msg, TAMBA_MEDIA_MSG_SIZE, message.view());
     return scope.leave(medium.found ? 1 : 0, "--- iGET_PREPARED_MEDIA returns=%d -> dn=%s label=%s  msg=%s",
                        medium.found ? 1 : 0, used.c_str(), label.c_str(), message.c_str());
 }
 
-extern "C" int32_t CHECK_AVAILABILITY_OF_MEDIUM(const char *drive, const char *label, const char *pool,
-                                                const char *job, char *msg, TraceContext trace)
+int32_t CHECK_AVAILABILITY_OF_MEDIUM(const char *drive, const char *label, const char *pool, const char *job,
+                                     char *msg, TraceContext trace)
 {
     const LabelText medium(text_or_empty(label));
     TraceScope scope(trace, kTraceMain,

@@ -56,7 +56,13 @@ int usage(FILE *stream)
 
 bool set_up(Stage &stage, const Options &options, std::string *problem)
 {
-    const fs::path folder = fs::temp_directory_path() / ("tamba-demo-" + std::to_string(pl_process_id()));
+    std::error_code error;
+    const fs::path temporary = fs::temp_directory_path(error);
+    if (error) {
+        *problem = "no temporary folder: " + error.message();
+        return false;
+    }
+    const fs::path folder = temporary / ("tamba-demo-" + std::to_string(pl_process_id()));
     if (!make_site(folder.string(), options.language, &stage.site, problem) ||
         !install_programs(stage.site, TAMBA_STANDIN, problem))
         return false;

@@ -83,10 +83,10 @@ void Report::step(const std::string &title, const std::string &explanation)
 
 void Report::field(const std::string &name, const std::vector<std::string> &lines, Tone tone)
 {
-    std::string head = name;
-    head.resize(kNameWidth, ' ');
+    std::string head =
+        toned(name, Tone::faint) + std::string(kNameWidth - std::min(name.size(), kNameWidth), ' ');
     const auto put = [&](const std::string &line, Tone how) {
-        print(std::string(kMargin, ' ') + toned(head, Tone::faint) + toned(utf8(line), how));
+        print(std::string(kMargin, ' ') + head + toned(utf8(line), how));
         head.assign(kNameWidth, ' ');
     };
     if (lines.empty())

@@ -48,7 +48,7 @@ TAMBA_API int32_t i_CHECK_MEDIUM_FOR_BACKUP(char *drive_num, char *media_info, c
  *             separated by commas, or "" for any; receives the medium's drive when it was "" or a list
  * media_info  TAMBA_LABEL_SIZE; label or pool; receives the label found
  * is_label    non-zero when media_info is a full label
- * msg         TAMBA_MEDIA_MSG_SIZE; receives the reason when there is none (W001-TBC_COM)
+ * msg         TAMBA_MEDIA_MSG_SIZE; receives the reason of a 0: W001-TBC_COM when there is none
  *
  * Returns 1 found, 0 none found or catalogue not readable; drive and media_info are then unchanged.
  * Threads: as the catalogue, one statement at a time per process. */
