@@ -2,12 +2,14 @@
 #include <foundation/ini.h>
 
 #include <foundation/registry_value.h>
+#include <platform/clock.h>
 #include <platform/files.h>
 #include <platform/process.h>
 #include <platform/snapshot.h>
 #include <tamba/config.h>
 
 #include <array>
+#include <mutex>
 
 extern "C" {
 #include <iniparser.h>
@@ -194,6 +196,46 @@ IniFile IniFile::of_system(const char *value_name, char *err, size_t err_size)
     if (!file.loaded())
         file.read("", "", nullptr, 0, err, err_size); // says why
     return file;
+}
+
+namespace {
+
+struct Recent {
+    std::mutex mutex;
+    IniFile file;
+    std::string registry_key; // the place it was found from depends on the environment
+    uint64_t read_at = 0;
+};
+
+Recent &recent()
+{
+    static Recent *const instance =
+        new Recent; // never destroyed: semaphores are released until the process is gone
+    return *instance;
+}
+
+} // namespace
+
+// A change of the file within the time that one semaphore operation takes could just as well have come after it.
+IniFile IniFile::of_system_recent()
+{
+    constexpr uint64_t kTrustedMs = 5;
+    const std::string_view registry_key = text_or_empty(pl_getenv("TAMBA_INI"));
+    const uint64_t now = pl_tick_ms();
+    Recent &last = recent();
+    const std::lock_guard lock(last.mutex);
+    if (!last.file.loaded() || now - last.read_at >= kTrustedMs || last.registry_key != registry_key) {
+        last.file = of_system(nullptr, nullptr, 0);
+        last.registry_key = registry_key;
+        last.read_at = now;
+    }
+    return last.file;
+}
+
+void IniFile::forget_recent()
+{
+    const std::lock_guard lock(recent().mutex);
+    recent().file = {};
 }
 
 bool IniFile::read(const char *section, const char *key, char *value, size_t value_size, char *err,

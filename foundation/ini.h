@@ -18,6 +18,11 @@ public:
     // is none, loaded() is false and err says why.
     static IniFile of_system(const char *value_name, char *err, size_t err_size);
 
+    // The same reading as the last one of this process if that is at most a few milliseconds old.  For services that run
+    // so often that looking whether the configuration has changed would be most of their price.
+    static IniFile of_system_recent();
+    static void forget_recent(); // for a test that sets up one site after another
+
     bool loaded() const { return text_ != nullptr; }
 
     // The rules of i_GetPrivateProfileString.

@@ -379,7 +379,7 @@ int32_t i_SEMA(char operation, SemaRecord *record, TraceContext trace)
     terminate(*record);
     trace_at(trace, kTraceDetail, "SEMA %c %s", operation, record->name);
     // One reading of the ini file serves the trace's set-up and the path.
-    const IniFile ini = IniFile::of_system(nullptr, nullptr, 0);
+    const IniFile ini = IniFile::of_system_recent();
     TraceContext own = trace;
     FixedText<64> trace_file;
     trace_file.format("tb_sem_%s.lgc", file_word(record->name).c_str());

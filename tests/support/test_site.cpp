@@ -1,5 +1,6 @@
 #include "tests/support/test_site.h"
 
+#include <foundation/ini.h>
 #include <foundation/trace_scope.h>
 #include <platform/process.h>
 #include <platform/registry.h>
@@ -71,6 +72,7 @@ void TestSite::SetUp()
     set_global("gv_db_type", "sqlite");
     set_global("gv_prot", path("prot.txt").c_str());
     set_global("gv_dayfile", path("dayfile.txt").c_str());
+    IniFile::forget_recent();
     eLang = 0;
     gcInterrupt = 'n';
 }
