@@ -14,7 +14,7 @@ configure() {
 build() {
     local preset=$1
     shift
-    configure "$preset" && cmake --build --preset "$preset" -j "$(nproc)" ${1:+--target "$@"}
+    configure "$preset" && cmake --build --preset "$preset" -j "$(nproc)" ${1:+--target "$@"} -- -k 0
 }
 
 # quietly TEXT COMMAND...: the command's output is shown only when it fails, TEXT only when it takes its time.
