@@ -47,3 +47,6 @@ char pl_path_separator();      // inside a path, as PATH entries show it
 
 // fclose that names the C library's error number: 0 when everything reached the file.
 int32_t pl_fclose(FILE *stream);
+
+// True when a person watches the stream: it may be coloured.
+bool pl_is_terminal(FILE *stream);

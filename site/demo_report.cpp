@@ -1,13 +1,9 @@
 #include <site/demo_report.h>
 
+#include <platform/files.h>
 #include <platform/process.h>
 
 #include <cstdio>
-#if __has_include(<unistd.h>)
-#include <unistd.h>
-#else
-#include <io.h>
-#endif
 
 namespace {
 
@@ -55,7 +51,7 @@ void print(const std::string &line)
 
 } // namespace
 
-Report::Report() : colour_(isatty(fileno(stdout)) != 0 && !pl_getenv("NO_COLOR")) {}
+Report::Report() : colour_(pl_is_terminal(stdout) && !pl_getenv("NO_COLOR")) {}
 
 std::string Report::toned(const std::string &text, Tone tone) const
 {

@@ -255,3 +255,8 @@ int32_t pl_fclose(FILE *stream)
         return errno;
     return failed_before ? EIO : 0;
 }
+
+bool pl_is_terminal(FILE *stream)
+{
+    return isatty(fileno(stream)) != 0;
+}
