@@ -3,6 +3,7 @@
 #include <platform/files.h>
 #include <platform/process.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {

@@ -3,6 +3,7 @@
 
 #include <foundation/messages.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {

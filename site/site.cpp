@@ -6,6 +6,7 @@
 #include <site/site_files.h>
 #include <tamba/config.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
