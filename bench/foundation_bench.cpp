@@ -22,7 +22,7 @@ std::string variable_file(const std::string &name)
 
 void add_trace_rows()
 {
-    add_absolute("trace(), off", 2.0, [](benchmark::State &state) {
+    add_absolute("trace line of the library, off", 2.0, [](benchmark::State &state) {
         for (auto _ : state)
             trace("value %d of %s", 42, "something");
     });
@@ -34,7 +34,7 @@ void add_trace_rows()
                 WRITE_TRACE(&context, "value %d of %s", 42, "something");
         }
     });
-    add_absolute("entry and exit line, off (two lines)", 4.0, [](benchmark::State &state) {
+    add_absolute("entry and exit line, off: two lines", 4.0, [](benchmark::State &state) {
         TraceContext context{};
         for (auto _ : state) {
             TraceScope scope(context, kTraceMain, "+++ SERVICE %s", "something");

@@ -72,6 +72,10 @@ bool run_row(const Row &row)
         std::printf("%-44s %s\n", name.c_str(), error.c_str());
     if (!collector.errors.empty())
         return false;
+    if (collector.times.empty()) {
+        std::printf("%-44s was not measured\n", row.name.c_str());
+        return false;
+    }
     const double ours = collector.median(row.name + " ours");
     const double raw = row.absolute ? row.limit : collector.median(row.name + " raw");
     const double ratio = raw > 0 ? ours / raw : 0;
@@ -103,8 +107,10 @@ void add_absolute(const std::string &name, double limit_ns, BenchBody ours)
     rows().push_back({name, "", limit_ns, true});
 }
 
+// usage: tamba_bench [part of a row's name]
 int main(int argc, char **argv)
 {
+    const std::string wanted = argc > 1 && argv[1][0] != '-' ? argv[1] : "";
     // Ours and raw alternate, so that a drift of the machine meets both; the medians are compared.
     std::vector<char *> arguments(argv, argv + argc);
     char repetitions[] = "--benchmark_repetitions=9", mixed[] = "--benchmark_enable_random_interleaving=true",
@@ -121,6 +127,7 @@ int main(int argc, char **argv)
     add_semaphore_rows();
     add_catalogue_rows();
     add_media_rows();
+    std::erase_if(rows(), [&](const Row &row) { return row.name.find(wanted) == std::string::npos; });
     std::printf("Each service beside its raw cost, median of 9 runs each; about a minute in all.\n\n");
     std::printf("%-44s %10s   %-38s %10s\n", "service", "time", "raw cost: the bare calls", "time");
     int missed = 0;
