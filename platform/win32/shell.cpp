@@ -1,0 +1,31 @@
+#include <platform/process.h>
+
+#include <platform/fault.h>
+#include <platform/win32/child_process.h>
+#include <platform/win32/errors.h>
+
+#include <cstdio>
+#include <string>
+
+// What system() does, but under the lock of all program starts: system() would hand a child the pipe ends that are
+// inheritable for another one's sake.
+int32_t pl_shell(const char *command)
+{
+    if (pl_fault())
+        return -1;
+    std::fflush(nullptr);
+    const char *const configured = pl_getenv("COMSPEC");
+    const std::string shell = configured && *configured ? configured : "cmd.exe";
+    const std::string text = shell + " /c " + (command ? command : "");
+    uint32_t pid = 0;
+    OwnedHandle child = start_program(nullptr, text.c_str(), &pid);
+    DWORD code = 0;
+    if (!child)
+        return -1;
+    if (WaitForSingleObject(child.get(), INFINITE) != WAIT_OBJECT_0 ||
+        !GetExitCodeProcess(child.get(), &code)) {
+        pl_fail_last();
+        return -1;
+    }
+    return static_cast<int32_t>(code);
+}

@@ -1,0 +1,60 @@
+#include <platform/thread.h>
+
+#include <platform/fault.h>
+#include <platform/win32/errors.h>
+#include <platform/win32/handle_table.h>
+
+#include <cerrno>
+#include <memory>
+#include <process.h>
+
+namespace {
+
+struct ThreadCall {
+    PlThreadFn fn;
+    void *argument;
+};
+
+unsigned __stdcall thread_main(void *passed)
+{
+    const std::unique_ptr<ThreadCall> call(static_cast<ThreadCall *>(passed));
+    return call->fn(call->argument);
+}
+
+} // namespace
+
+bool pl_thread_start(PlThreadFn fn, void *argument, TB_HANDLE *thread)
+{
+    *thread = nullptr;
+    if (pl_fault())
+        return false;
+    auto call = std::make_unique<ThreadCall>(ThreadCall{fn, argument});
+    const uintptr_t started = _beginthreadex(nullptr, 0, thread_main, call.get(), 0, nullptr);
+    if (started == 0)
+        return pl_fail(errno == EAGAIN ? ERROR_MAX_THRDS_REACHED : ERROR_NOT_ENOUGH_MEMORY);
+    static_cast<void>(call.release()); // the thread's from here on
+    *thread = handle_add(OwnedHandle(reinterpret_cast<HANDLE>(started)), HandleKind::thread);
+    return true;
+}
+
+bool pl_thread_exit_code(TB_HANDLE thread, uint32_t *code)
+{
+    DWORD number = 0;
+    if (!handle_is(thread, HandleKind::thread) || pl_fault())
+        return false;
+    if (!GetExitCodeThread(thread, &number))
+        return pl_fail_last();
+    if (number == STILL_ACTIVE && WaitForSingleObject(thread, 0) == WAIT_TIMEOUT)
+        return pl_fail(ERROR_BUSY);
+    *code = number;
+    return true;
+}
+
+bool pl_thread_end(TB_HANDLE thread, uint32_t code)
+{
+    if (!handle_is(thread, HandleKind::thread) || pl_fault())
+        return false;
+    if (WaitForSingleObject(thread, 0) == WAIT_OBJECT_0)
+        return true;
+    return TerminateThread(thread, code) || pl_fail_last();
+}
