@@ -11,6 +11,14 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   # This compiler takes inlined std::string concatenation for overlapping copies.
   target_compile_options(tamba_flags INTERFACE -Wno-restrict)
 endif()
+if(WIN32)
+  target_compile_definitions(tamba_flags INTERFACE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+endif()
+if(MINGW)
+  # The compiler's own printf family knows C99; its runtimes go into the binary, so that no mingw DLL has to be around.
+  target_compile_definitions(tamba_flags INTERFACE __USE_MINGW_ANSI_STDIO=1)
+  target_link_options(tamba_flags INTERFACE -static)
+endif()
 if(TAMBA_SANITIZE)
   # The library has no type information for the check of virtual calls to look at.
   target_compile_options(tamba_flags INTERFACE -fsanitize=${TAMBA_SANITIZE} -fno-sanitize=vptr -fno-sanitize-recover=all

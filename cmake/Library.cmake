@@ -22,7 +22,12 @@ target_include_directories(tamba INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_link_libraries(tamba PRIVATE SQLite::SQLite3 iniparser::iniparser Threads::Threads tamba_flags)
 set_target_properties(tamba PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
-if(NOT WIN32 AND NOT APPLE)
+if(WIN32)
+  # Programs load it as tamba.dll, whatever the compiler's habits are.
+  set_target_properties(tamba PROPERTIES PREFIX "" IMPORT_PREFIX "")
+  configure_file(cmake/tamba.rc.in tamba.rc @ONLY)
+  target_sources(tamba PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/tamba.rc)
+elseif(NOT APPLE)
   target_link_options(tamba PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/tamba.map -Wl,-z,defs,-z,relro,-z,now)
   set_target_properties(tamba PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/tamba.map)
 endif()

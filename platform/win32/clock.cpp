@@ -47,8 +47,7 @@ int64_t pl_make_time(std::tm *tm)
 int32_t pl_timezone_minutes()
 {
     _tzset();
-    long seconds = 0;
-    return _get_timezone(&seconds) == 0 ? static_cast<int32_t>(seconds / 60) : 0;
+    return static_cast<int32_t>(_timezone / 60);
 }
 
 void pl_set_clock_hooks(PlClockHooks hooks)

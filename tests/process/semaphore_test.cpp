@@ -26,7 +26,7 @@ SemaRecord record_of(const char *name, const char *requester)
 }
 
 // 0 where the system does not show them.
-long open_descriptors()
+ptrdiff_t open_descriptors()
 {
     std::error_code none;
     return std::distance(fs::directory_iterator("/proc/self/fd", none), fs::directory_iterator());
@@ -208,7 +208,7 @@ TEST_F(Semaphore, DoesNotWaitWithStarAndLeavesNothingOpen)
     EXPECT_EQ(sema('*', record), 0);
     EXPECT_STRNE(record.message, "");
     EXPECT_NE(record.handle, nullptr);
-    const long before = open_descriptors();
+    const ptrdiff_t before = open_descriptors();
     for (int i = 0; i < 50; ++i)
         EXPECT_EQ(sema('*', record), 0);
     EXPECT_EQ(open_descriptors(), before);
@@ -364,7 +364,7 @@ TEST_F(Semaphore, GuardEndsTheOutermostHoldOnly)
     }
     Child holder("hold_semaphore", {"eom"});
     ASSERT_TRUE(holder.wait_for("held"));
-    const long before = open_descriptors();
+    const ptrdiff_t before = open_descriptors();
     {
         SemaphoreGuard refused("eom", "x", trace, '*');
         EXPECT_FALSE(refused.held());
@@ -378,7 +378,7 @@ TEST_F(Semaphore, EveryFailingCallLeavesItFreeAndNothingOpen)
     SemaRecord warm_up = record_of("eom", "x");
     sema('+', warm_up);
     sema('-', warm_up);
-    const long before = open_descriptors();
+    const ptrdiff_t before = open_descriptors();
     for (int32_t nth = 1, calls = 1; nth <= calls; ++nth) {
         SemaRecord record = record_of("eom", "x");
         pl_fault_arm(nth, PL_OTHER);
