@@ -111,6 +111,7 @@ bool pl_fail(uint32_t win32_number)
 bool pl_fail(PlKind kind, uint32_t win32_number)
 {
     t_last_error = {kind, static_cast<int32_t>(win32_number)};
+    errno = pl_c_error(win32_number); // what the C library would have said: some reports show its number
     return false;
 }
 

@@ -2,19 +2,50 @@
 
 #include <platform/win32/errors.h>
 
-#include <map>
 #include <mutex>
+#include <unordered_map>
 
 namespace {
 
-struct Entry {
-    HandleKind kind;
-    bool locked;
-};
+class Table {
+public:
+    TB_HANDLE add(std::shared_ptr<HandleObject> object)
+    {
+        const std::lock_guard lock(mutex_);
+        do
+            last_ = last_ >= kLargest ? kStep : last_ + kStep;
+        while (objects_.contains(number(last_)));
+        objects_.emplace(number(last_), std::move(object));
+        return number(last_);
+    }
 
-struct Table {
-    std::mutex mutex;
-    std::map<TB_HANDLE, Entry> entries;
+    std::shared_ptr<HandleObject> find(TB_HANDLE handle)
+    {
+        const std::lock_guard lock(mutex_);
+        const auto found = objects_.find(handle);
+        return found == objects_.end() ? nullptr : found->second;
+    }
+
+    std::shared_ptr<HandleObject> remove(TB_HANDLE handle)
+    {
+        const std::lock_guard lock(mutex_);
+        const auto found = objects_.find(handle);
+        if (found == objects_.end())
+            return nullptr;
+        auto object = std::move(found->second);
+        objects_.erase(found);
+        return object;
+    }
+
+private:
+    // Odd numbers: those of the system are multiples of four, so that neither is ever taken for the other.
+    static constexpr uintptr_t kStep = 4;
+    static constexpr uintptr_t kLargest = 0x7FFF'FFF0;
+    static TB_HANDLE number(uintptr_t step) { return reinterpret_cast<TB_HANDLE>(step + 1); }
+
+    std::mutex mutex_;
+    std::unordered_map<TB_HANDLE, std::shared_ptr<HandleObject>> objects_;
+    uintptr_t last_ = 0;
 };
 
 // Never destroyed: threads may still use handles while the process ends.
@@ -24,70 +55,38 @@ Table &table()
     return *table;
 }
 
-// Copies the entry; false when the handle is not open.
-bool find(TB_HANDLE handle, Entry *entry)
-{
-    Table &t = table();
-    const std::lock_guard lock(t.mutex);
-    const auto found = t.entries.find(handle);
-    if (found == t.entries.end())
-        return pl_fail(ERROR_INVALID_HANDLE);
-    *entry = found->second;
-    return true;
-}
-
 } // namespace
 
-TB_HANDLE handle_add(OwnedHandle object, HandleKind kind)
+HandleObject::~HandleObject()
 {
-    Table &t = table();
-    const std::lock_guard lock(t.mutex);
-    t.entries[object.get()] = {kind, false};
-    return object.release();
+    // Closing gives up the lock as well, but only when the system finds the time for it.
+    if (locked)
+        UnlockFile(system.get(), 0, 0, 1, 0);
 }
 
-bool handle_is(TB_HANDLE handle, HandleKind kind)
+TB_HANDLE handle_add(OwnedHandle system, HandleKind kind)
 {
-    Entry entry;
-    return find(handle, &entry) && (entry.kind == kind || pl_fail(ERROR_INVALID_HANDLE));
+    return table().add(std::make_shared<HandleObject>(std::move(system), kind));
 }
 
-bool handle_is_waitable(TB_HANDLE handle)
+std::shared_ptr<HandleObject> handle_find(TB_HANDLE handle)
 {
-    Entry entry;
-    return find(handle, &entry) && (entry.kind == HandleKind::process || entry.kind == HandleKind::thread ||
-                                    pl_fail(ERROR_INVALID_HANDLE));
+    auto object = table().find(handle);
+    if (!object)
+        pl_fail(ERROR_INVALID_HANDLE);
+    return object;
 }
 
-bool handle_is_locked(TB_HANDLE handle)
+std::shared_ptr<HandleObject> handle_find(TB_HANDLE handle, HandleKind kind)
 {
-    Entry entry;
-    return find(handle, &entry) && entry.locked;
-}
-
-void handle_set_locked(TB_HANDLE handle, bool locked)
-{
-    Table &t = table();
-    const std::lock_guard lock(t.mutex);
-    const auto found = t.entries.find(handle);
-    if (found != t.entries.end())
-        found->second.locked = locked;
+    auto object = table().find(handle);
+    if (object && object->kind == kind)
+        return object;
+    pl_fail(ERROR_INVALID_HANDLE);
+    return nullptr;
 }
 
 bool pl_close(TB_HANDLE handle)
 {
-    Table &t = table();
-    Entry entry;
-    {
-        const std::lock_guard lock(t.mutex);
-        const auto found = t.entries.find(handle);
-        if (found == t.entries.end())
-            return pl_fail(ERROR_INVALID_HANDLE);
-        entry = found->second;
-        t.entries.erase(found); // the number cannot come back before the handle is closed
-    }
-    // Closing gives up the lock as well, but only when the system finds the time for it.
-    if (entry.locked)
-        UnlockFile(handle, 0, 0, 1, 0);
-    return CloseHandle(handle) || pl_fail_last();
+    return table().remove(handle) != nullptr || pl_fail(ERROR_INVALID_HANDLE);
 }

@@ -1,21 +1,32 @@
-// The handles that are open.  A TB_HANDLE is the system's own HANDLE here, because records show it to their users; the
-// table keeps a stale copy from reaching the system, where the number may mean something of the program's by now.
+// The numbers behind TB_HANDLE.  The system gives the number of a closed handle to the next object at once, so a stale
+// copy would reach a stranger; the seam's own numbers come back after half a billion handles.
 #pragma once
 
 #include <platform/handle.h>
 #include <platform/win32/system.h>
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
 
 enum class HandleKind : uint8_t { lock_file, mutex, process, thread, pipe, other };
 
-// Enters what the seam hands out.
-TB_HANDLE handle_add(OwnedHandle object, HandleKind kind);
+// Something that a handle stands for.
+struct HandleObject {
+    HandleObject(OwnedHandle the_system, HandleKind the_kind) : system(std::move(the_system)), kind(the_kind)
+    {
+    }
+    ~HandleObject();
 
-// False with PL_INVALID_HANDLE for a stale or foreign handle, or one of another kind.
-bool handle_is(TB_HANDLE handle, HandleKind kind);
-bool handle_is_waitable(TB_HANDLE handle); // a process or a thread
+    const OwnedHandle system;
+    const HandleKind kind;
+    std::atomic<bool> locked{false}; // byte 0 of a lock file, through this handle
+};
 
-// Whether byte 0 of a lock file is locked through this handle.
-bool handle_is_locked(TB_HANDLE handle);
-void handle_set_locked(TB_HANDLE handle, bool locked);
+// Gives the object a number that fits 31 bits and is never 0.
+TB_HANDLE handle_add(OwnedHandle system, HandleKind kind);
+
+// The object of a handle; null with PL_INVALID_HANDLE for a stale or foreign number.  The caller's reference keeps the
+// object alive while another thread closes the handle.
+std::shared_ptr<HandleObject> handle_find(TB_HANDLE handle);
+std::shared_ptr<HandleObject> handle_find(TB_HANDLE handle, HandleKind kind);

@@ -23,9 +23,10 @@ bool cut_at(HANDLE file, size_t length)
     return (SetFilePointerEx(file, end, nullptr, FILE_BEGIN) && SetEndOfFile(file)) || pl_fail_last();
 }
 
-bool is_lock_file(TB_HANDLE handle)
+std::shared_ptr<HandleObject> find_lock_file(TB_HANDLE handle)
 {
-    return handle_is(handle, HandleKind::lock_file) && !pl_fault();
+    auto object = handle_find(handle, HandleKind::lock_file);
+    return object && !pl_fault() ? object : nullptr;
 }
 
 } // namespace
@@ -47,45 +48,49 @@ bool pl_lock_open(const char *path, PlLockOpen mode, TB_HANDLE *handle)
 
 bool pl_lock(TB_HANDLE handle, bool wait)
 {
-    if (!is_lock_file(handle))
+    const auto file = find_lock_file(handle);
+    if (!file)
         return false;
-    if (handle_is_locked(handle))
+    if (file->locked)
         return true; // the system would wait for this very handle
     OVERLAPPED first_byte = at(0);
     const DWORD flags = LOCKFILE_EXCLUSIVE_LOCK | (wait ? 0 : LOCKFILE_FAIL_IMMEDIATELY);
-    if (!LockFileEx(handle, flags, 0, 1, 0, &first_byte))
+    if (!LockFileEx(file->system.get(), flags, 0, 1, 0, &first_byte))
         return pl_fail_last();
-    handle_set_locked(handle, true);
+    file->locked = true;
     return true;
 }
 
 bool pl_unlock(TB_HANDLE handle)
 {
-    if (!is_lock_file(handle))
+    const auto file = find_lock_file(handle);
+    if (!file)
         return false;
-    if (!handle_is_locked(handle))
+    if (!file->locked)
         return true;
-    handle_set_locked(handle, false);
-    return UnlockFile(handle, 0, 0, 1, 0) || pl_fail_last();
+    file->locked = false;
+    return UnlockFile(file->system.get(), 0, 0, 1, 0) || pl_fail_last();
 }
 
 bool pl_lock_probe(TB_HANDLE handle)
 {
-    if (!is_lock_file(handle))
+    const auto file = find_lock_file(handle);
+    if (!file)
         return false;
-    if (!LockFile(handle, 0, 0, 1, 0))
+    if (!LockFile(file->system.get(), 0, 0, 1, 0))
         return pl_fail_last();
-    return UnlockFile(handle, 0, 0, 1, 0) || pl_fail_last();
+    return UnlockFile(file->system.get(), 0, 0, 1, 0) || pl_fail_last();
 }
 
 bool pl_lock_read(TB_HANDLE handle, char *out, size_t size, size_t *got)
 {
     *got = 0;
-    if (!is_lock_file(handle))
+    const auto file = find_lock_file(handle);
+    if (!file)
         return false;
     OVERLAPPED behind_the_lock = at(1);
     DWORD count = 0;
-    if (!ReadFile(handle, out, static_cast<DWORD>(std::min<size_t>(size, 1u << 30)), &count,
+    if (!ReadFile(file->system.get(), out, static_cast<DWORD>(std::min<size_t>(size, 1u << 30)), &count,
                   &behind_the_lock) &&
         GetLastError() != ERROR_HANDLE_EOF)
         return pl_fail_last();
@@ -95,18 +100,19 @@ bool pl_lock_read(TB_HANDLE handle, char *out, size_t size, size_t *got)
 
 bool pl_lock_write(TB_HANDLE handle, const char *text, size_t length, size_t former_length)
 {
-    if (!is_lock_file(handle))
+    const auto file = find_lock_file(handle);
+    if (!file)
         return false;
     size_t done = 0;
     while (done < length) {
         OVERLAPPED position = at(done);
         DWORD put = 0;
         const DWORD part = static_cast<DWORD>(std::min<size_t>(length - done, 1u << 30));
-        if (!WriteFile(handle, text + done, part, &put, &position))
+        if (!WriteFile(file->system.get(), text + done, part, &put, &position))
             return pl_fail_last();
         if (put == 0)
             return pl_fail(ERROR_DISK_FULL);
         done += put;
     }
-    return former_length <= length || cut_at(handle, length);
+    return former_length <= length || cut_at(file->system.get(), length);
 }

@@ -22,10 +22,11 @@ PlMutex pl_mutex_create(const char *name, TB_HANDLE *handle)
 
 bool pl_mutex_release(TB_HANDLE handle)
 {
-    if (!handle_is(handle, HandleKind::mutex))
+    const auto object = handle_find(handle, HandleKind::mutex);
+    if (!object)
         return false;
     // Fails for a handle that found the mutex existing, and in another thread than the creator's.  The name is what
     // counts, and that goes with the last handle.
-    ReleaseMutex(handle);
+    ReleaseMutex(object->system.get());
     return pl_close(handle);
 }

@@ -63,9 +63,14 @@ TB_HANDLE pl_process_open(uint32_t pid)
 
 PlWait pl_wait(TB_HANDLE process_or_thread, uint32_t milliseconds)
 {
-    if (!handle_is_waitable(process_or_thread) || pl_fault())
+    const auto object = handle_find(process_or_thread);
+    if (!object || pl_fault())
         return PlWait::failed;
-    switch (WaitForSingleObject(process_or_thread, milliseconds)) {
+    if (object->kind != HandleKind::process && object->kind != HandleKind::thread) {
+        pl_fail(ERROR_INVALID_HANDLE);
+        return PlWait::failed;
+    }
+    switch (WaitForSingleObject(object->system.get(), milliseconds)) {
     case WAIT_OBJECT_0:
         return PlWait::ended;
     case WAIT_TIMEOUT:
@@ -80,13 +85,14 @@ PlWait pl_wait(TB_HANDLE process_or_thread, uint32_t milliseconds)
 
 bool pl_process_exit_code(TB_HANDLE process, int32_t *code)
 {
+    const auto object = handle_find(process, HandleKind::process);
     DWORD number = 0;
-    if (!handle_is(process, HandleKind::process) || pl_fault())
+    if (!object || pl_fault())
         return false;
-    if (!GetExitCodeProcess(process, &number))
+    if (!GetExitCodeProcess(object->system.get(), &number))
         return pl_fail_last();
     // The number that means "still running" can also be the code of a program that has ended.
-    if (number == STILL_ACTIVE && WaitForSingleObject(process, 0) == WAIT_TIMEOUT)
+    if (number == STILL_ACTIVE && WaitForSingleObject(object->system.get(), 0) == WAIT_TIMEOUT)
         return pl_fail(ERROR_BUSY);
     *code = static_cast<int32_t>(number);
     return true;

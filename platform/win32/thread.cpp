@@ -39,12 +39,13 @@ bool pl_thread_start(PlThreadFn fn, void *argument, TB_HANDLE *thread)
 
 bool pl_thread_exit_code(TB_HANDLE thread, uint32_t *code)
 {
+    const auto object = handle_find(thread, HandleKind::thread);
     DWORD number = 0;
-    if (!handle_is(thread, HandleKind::thread) || pl_fault())
+    if (!object || pl_fault())
         return false;
-    if (!GetExitCodeThread(thread, &number))
+    if (!GetExitCodeThread(object->system.get(), &number))
         return pl_fail_last();
-    if (number == STILL_ACTIVE && WaitForSingleObject(thread, 0) == WAIT_TIMEOUT)
+    if (number == STILL_ACTIVE && WaitForSingleObject(object->system.get(), 0) == WAIT_TIMEOUT)
         return pl_fail(ERROR_BUSY);
     *code = number;
     return true;
@@ -52,9 +53,10 @@ bool pl_thread_exit_code(TB_HANDLE thread, uint32_t *code)
 
 bool pl_thread_end(TB_HANDLE thread, uint32_t code)
 {
-    if (!handle_is(thread, HandleKind::thread) || pl_fault())
+    const auto object = handle_find(thread, HandleKind::thread);
+    if (!object || pl_fault())
         return false;
-    if (WaitForSingleObject(thread, 0) == WAIT_OBJECT_0)
+    if (WaitForSingleObject(object->system.get(), 0) == WAIT_OBJECT_0)
         return true;
-    return TerminateThread(thread, code) || pl_fail_last();
+    return TerminateThread(object->system.get(), code) || pl_fail_last();
 }
