@@ -2,7 +2,6 @@
 
 #include <platform/win32/errors.h>
 
-#include <mutex>
 #include <unordered_map>
 
 namespace {
@@ -36,6 +35,8 @@ public:
         objects_.erase(found);
         return object;
     }
+
+    std::unique_lock<std::mutex> lock() { return std::unique_lock(mutex_); }
 
 private:
     // Odd numbers: those of the system are multiples of four, so that neither is ever taken for the other.
@@ -84,6 +85,11 @@ std::shared_ptr<HandleObject> handle_find(TB_HANDLE handle, HandleKind kind)
         return object;
     pl_fail(ERROR_INVALID_HANDLE);
     return nullptr;
+}
+
+std::unique_lock<std::mutex> handle_table_lock()
+{
+    return table().lock();
 }
 
 bool pl_close(TB_HANDLE handle)

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 
 enum class HandleKind : uint8_t { lock_file, mutex, process, thread, pipe, other };
 
@@ -30,3 +31,6 @@ TB_HANDLE handle_add(OwnedHandle system, HandleKind kind);
 // object alive while another thread closes the handle.
 std::shared_ptr<HandleObject> handle_find(TB_HANDLE handle);
 std::shared_ptr<HandleObject> handle_find(TB_HANDLE handle, HandleKind kind);
+
+// Keeps every other thread out of the table.
+std::unique_lock<std::mutex> handle_table_lock();
