@@ -308,3 +308,11 @@ int32_t pl_fclose(FILE *stream)
         return errno;
     return failed_before ? EIO : 0;
 }
+
+bool pl_is_terminal(FILE *stream)
+{
+    // The null device counts as a terminal for the C library.
+    DWORD mode = 0;
+    const intptr_t handle = _get_osfhandle(_fileno(stream));
+    return GetConsoleMode(reinterpret_cast<HANDLE>(handle), &mode) != 0;
+}

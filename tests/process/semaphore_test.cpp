@@ -1,4 +1,5 @@
 #include "tests/support/child.h"
+#include "tests/support/open_handles.h"
 #include "tests/support/test_site.h"
 
 #include <foundation/trace_scope.h>
@@ -23,13 +24,6 @@ SemaRecord record_of(const char *name, const char *requester)
     std::snprintf(record.name, sizeof record.name, "%s", name);
     std::snprintf(record.requester, sizeof record.requester, "%s", requester);
     return record;
-}
-
-// 0 where the system does not show them.
-ptrdiff_t open_descriptors()
-{
-    std::error_code none;
-    return std::distance(fs::directory_iterator("/proc/self/fd", none), fs::directory_iterator());
 }
 
 class Semaphore : public TestSite {
@@ -208,10 +202,10 @@ TEST_F(Semaphore, DoesNotWaitWithStarAndLeavesNothingOpen)
     EXPECT_EQ(sema('*', record), 0);
     EXPECT_STRNE(record.message, "");
     EXPECT_NE(record.handle, nullptr);
-    const ptrdiff_t before = open_descriptors();
+    const uint32_t before = open_handles();
     for (int i = 0; i < 50; ++i)
         EXPECT_EQ(sema('*', record), 0);
-    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(open_handles(), before);
     sema('-', record);
     EXPECT_EQ(inquire("eom"), 1) << "the release of a failed take must not free it";
     holder.go();
@@ -364,13 +358,13 @@ TEST_F(Semaphore, GuardEndsTheOutermostHoldOnly)
     }
     Child holder("hold_semaphore", {"eom"});
     ASSERT_TRUE(holder.wait_for("held"));
-    const ptrdiff_t before = open_descriptors();
+    const uint32_t before = open_handles();
     {
         SemaphoreGuard refused("eom", "x", trace, '*');
         EXPECT_FALSE(refused.held());
         EXPECT_STRNE(refused.message(), "");
     }
-    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(open_handles(), before);
 }
 
 TEST_F(Semaphore, EveryFailingCallLeavesItFreeAndNothingOpen)
@@ -378,7 +372,7 @@ TEST_F(Semaphore, EveryFailingCallLeavesItFreeAndNothingOpen)
     SemaRecord warm_up = record_of("eom", "x");
     sema('+', warm_up);
     sema('-', warm_up);
-    const ptrdiff_t before = open_descriptors();
+    const uint32_t before = open_handles();
     for (int32_t nth = 1, calls = 1; nth <= calls; ++nth) {
         SemaRecord record = record_of("eom", "x");
         pl_fault_arm(nth, PL_OTHER);
@@ -388,6 +382,6 @@ TEST_F(Semaphore, EveryFailingCallLeavesItFreeAndNothingOpen)
         pl_fault_arm(0, PL_OK);
         EXPECT_TRUE(held == 0 || held == 1);
         EXPECT_EQ(inquire("eom"), 0) << "call " << nth;
-        EXPECT_EQ(open_descriptors(), before) << "call " << nth;
+        EXPECT_EQ(open_handles(), before) << "call " << nth;
     }
 }

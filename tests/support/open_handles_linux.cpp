@@ -1,0 +1,12 @@
+// Descriptors: the entries of the folder in which the system shows them.
+#include "tests/support/open_handles.h"
+
+#include <filesystem>
+#include <iterator>
+
+uint32_t open_handles()
+{
+    namespace fs = std::filesystem;
+    return static_cast<uint32_t>(
+        std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
+}
