@@ -104,9 +104,10 @@ void copy_file(const TraceContext &context, const char *prefix, const char *name
         traced.append(prefix).append("   File ").append(name).append(" not found\n");
         echoed.append(prefix).append(" File ").append(name).append(" not found\n");
     }
-    if (context.to_stderr)
+    // A trace file that cannot be opened ends the copy, the echo too.
+    if (pl_append(context.path, traced.data(), traced.size(), nullptr) != PlAppend::not_opened &&
+        context.to_stderr)
         std::fwrite(echoed.data(), 1, echoed.size(), stderr);
-    pl_append(context.path, traced.data(), traced.size(), nullptr);
 }
 
 // The caller's format becomes part of the line's format; the arguments are applied to the whole and are not
@@ -234,9 +235,8 @@ public:
     explicit LevelFile(const IniFile &ini)
     {
         FixedText<512> directory;
-        if (!ini.loaded() ||
-            !ini.read("[Pathes]", "gv_rw_ini", directory.data(), directory.size(), nullptr, 0))
-            report_missing("LOG_CHECK", "gv_rw_ini");
+        configured_ =
+            ini.loaded() && ini.read("[Pathes]", "gv_rw_ini", directory.data(), directory.size(), nullptr, 0);
         FixedText<640> path;
         path.format("%sdebug.ini", directory.c_str());
         file_ = pl_snapshot(path.c_str());
@@ -244,6 +244,8 @@ public:
 
     int32_t level(const char *module) const
     {
+        if (!configured_)
+            report_missing("LOG_CHECK", "gv_rw_ini"); // each time; the working directory's file counts then
         FixedText<128> key(text_or_empty(module));
         for (char *c = key.data(); *c; ++c)
             *c = ascii_upper(*c);
@@ -265,6 +267,7 @@ public:
 
 private:
     static constexpr size_t kLevelLine = 255;
+    bool configured_;
     std::shared_ptr<const std::string> file_;
 };
 

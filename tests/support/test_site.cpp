@@ -2,12 +2,15 @@
 
 #include <foundation/ini.h>
 #include <foundation/trace_scope.h>
+#include <platform/files.h>
 #include <platform/process.h>
 #include <platform/registry.h>
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
+#include <regex>
 #include <sstream>
 
 #include "tests/support/descriptors.h"
@@ -131,6 +134,34 @@ std::string TestSite::global(const char *name) const
 {
     char buffer[TAMBA_GLBV_SIZE] = "";
     return glbv("r", name, buffer);
+}
+
+void TestSite::unset(const char *name)
+{
+#if __has_include(<unistd.h>)
+    unsetenv(name);
+#else
+    _putenv_s(name, "");
+#endif
+}
+
+void TestSite::install_program(const std::string &name) const
+{
+    const std::string calls = path("calls.txt");
+    write("bin/" + name, "#!/bin/sh\necho \"" + name + " $*\" >>" + calls + "\n");
+    write("bin/" + name + ".cmd", "@echo " + name + " %*>>" + calls + "\r\n");
+    fs::permissions(path("bin/" + name), fs::perms::owner_all);
+    const char *const present = pl_getenv("PATH");
+    if (std::string_view(present).find(path("bin")) == std::string_view::npos)
+        pl_setenv("PATH", (path("bin") + pl_path_list_separator() + present).c_str());
+}
+
+std::string without_times(const std::string &text)
+{
+    static const std::regex time("(^|\n)[ 0-2][0-9]:[0-5][0-9]:[0-5][0-9]#");
+    static const std::regex stamp(
+        "[0-9]{4}-[01][0-9]-[0-3][0-9] [0-2][0-9]:[0-5][0-9]:[0-5][0-9]( [A-Z][a-z]{2}\\b)?");
+    return std::regex_replace(std::regex_replace(text, time, "$1#"), stamp, "@");
 }
 
 TraceContext TestSite::context(int32_t level) const

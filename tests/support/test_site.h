@@ -31,6 +31,11 @@ protected:
     void set_global(const char *name, const char *value) const;
     std::string global(const char *name) const;
 
+    // Takes a variable out of the environment of this process.
+    static void unset(const char *name);
+    // Puts a program with this name first on PATH; its calls, "name arguments", gather in calls.txt.
+    void install_program(const std::string &name) const;
+
     // A context that traces into lgc/test.lgc at the given level (module "TEST").
     TraceContext context(int32_t level) const;
     std::string trace_text() const { return read("lgc/test.lgc"); }
@@ -39,6 +44,10 @@ protected:
 private:
     std::filesystem::path root_;
 };
+
+// The text with every trace time ("10:30:00#") reduced to "#" and every stamp ("2008-02-14 10:30:00", with or
+// without the weekday) to "@".
+std::string without_times(const std::string &text);
 
 // Standard output or error of the process, collected in a file while the object lives.
 class Captured {
