@@ -155,7 +155,10 @@ bool LineReader::next(std::string_view *line)
 {
     if (rest_.empty())
         return false;
-    const std::string_view piece = rest_.substr(0, limit_);
+    // A CR LF counts as one character, as where the C library translates it.
+    const bool crlf_at_limit =
+        rest_.size() > limit_ && limit_ > 0 && rest_[limit_ - 1] == '\r' && rest_[limit_] == '\n';
+    const std::string_view piece = rest_.substr(0, limit_ + (crlf_at_limit ? 1 : 0));
     const size_t feed = piece.find('\n');
     const bool ended = feed != std::string_view::npos;
     const bool crlf = ended && feed > 0 && piece[feed - 1] == '\r';
@@ -297,7 +300,9 @@ struct _dictionary_ *p_PARSE_INI(const char *value_name, char *err, int32_t err_
     char reason[512];
     if (!find_ini_path(text_or_empty(value_name)[0] ? value_name : "TB_INI", path, sizeof path, reason,
                        sizeof reason)) {
-        copy_text(err, size_of(err_size), reason);
+        FixedText<600> error;
+        error.format("p_PARSE_INI: %s", reason);
+        copy_text(err, size_of(err_size), error.view());
         return nullptr;
     }
     pl_native_path(path);
