@@ -38,43 +38,44 @@ public:
     }
 
     const std::string &lines() const { return lines_; }
+    const std::string &warnings() const { return warnings_; } // for standard error
 
 private:
     bool tag_has_conversion() const { return tag_.view().find('%') != std::string_view::npos; }
 
     void warn_tag()
     {
-        std::fprintf(stderr, "PROT: WARNING: invalid usage of PROT: prefix with format argument '%s': >%s<\n",
-                     tag_.c_str(), format_);
-        add("%s W999-BASICS [%6d]: Invalid usage of PROT: prefix with format argument '%s': >%s<\n",
+        add(warnings_, "PROT: WARNING: invalid usage of PROT: prefix with format argument '%s': >%s<\n",
+            tag_.c_str(), format_);
+        add(lines_, "%s W999-BASICS [%6d]: Invalid usage of PROT: prefix with format argument '%s': >%s<\n",
             time_.c_str(), pid_, tag_.c_str(), format_);
     }
 
     void warn_short()
     {
         const int length = static_cast<int>(std::strlen(format_));
-        std::fprintf(stderr, "PROT: WARNING: format tag is too short: >%s< (%d < 13)\n", format_, length);
-        add("%s W999-BASICS [%6d]: Invalid usage of PROT: format tag is too short: >%s< (%d < 13)\n",
+        add(warnings_, "PROT: WARNING: format tag is too short: >%s< (%d < 13)\n", format_, length);
+        add(lines_, "%s W999-BASICS [%6d]: Invalid usage of PROT: format tag is too short: >%s< (%d < 13)\n",
             time_.c_str(), pid_, format_, length);
     }
 
     void warn_shortened(size_t size, size_t needed)
     {
-        std::fprintf(stderr, kShortened, time_.c_str(), "E999-BASICS ", pid_, static_cast<int>(size),
-                     static_cast<int>(needed));
-        add(kShortened, time_.c_str(), "E999-BASICS ", pid_, static_cast<int>(size),
-            static_cast<int>(needed));
+        for (std::string *to : {&warnings_, &lines_})
+            add(*to, kShortened, time_.c_str(), "E999-BASICS ", pid_, static_cast<int>(size),
+                static_cast<int>(needed));
     }
 
     // The 13th character is dropped and the tag stands before the process id: a conversion that begins in the
-    // first 13 characters and is not whole within the tag would tear the argument list.
+    // first 13 characters and is not whole within the tag would tear the argument list.  One that never ends
+    // would take the text behind the tag for its end.
     bool conversion_is_torn() const
     {
         for (size_t at = 0; at < kTextOffset && format_[at] != '\0'; ++at) {
             if (format_[at] != '%')
                 continue;
             at += 1 + std::strspn(format_ + at + 1, "-+ #0123456789.*'hlLqjzt");
-            if (at >= kTagLength)
+            if (at >= kTagLength || format_[at] == '\0')
                 return true;
         }
         return false;
@@ -108,12 +109,12 @@ private:
         while (end != std::string_view::npos) {
             text.remove_prefix(end + 1);
             end = text.find('\n');
-            add("%s %s[%6d]: %s\n", time_.c_str(), tag_.c_str(), pid_,
+            add(lines_, "%s %s[%6d]: %s\n", time_.c_str(), tag_.c_str(), pid_,
                 std::string(text.substr(0, end)).c_str());
         }
     }
 
-    void add(const char *format, ...) TAMBA_PRINTF(2, 3)
+    static void add(std::string &to, const char *format, ...) TAMBA_PRINTF(2, 3)
     {
         FixedText<kLineSize + 256> line;
         va_list arguments;
@@ -122,14 +123,14 @@ private:
         va_end(arguments);
         if (line.length() == line.size() - 1)
             line.data()[line.size() - 2] = '\n';
-        lines_ += line.view();
+        to += line.view();
     }
 
     const char *const format_;
     const FixedText<kTagLength + 1> tag_;
     const FixedText<TAMBA_TIME_SIZE> time_ = display_stamp_now();
     const int pid_ = static_cast<int>(pl_process_id());
-    std::string lines_;
+    std::string lines_, warnings_;
 };
 
 // HH:MM of a time stamp; a text of fewer than six characters is the time itself, one of 6 to 11 has none.
@@ -152,7 +153,10 @@ int32_t prot_v(const char *format, va_list arguments)
     }
     Message message(text_or_empty(format));
     message.make(arguments);
-    pl_append(file.c_str(), message.lines().data(), message.lines().size(), nullptr);
+    // A protocol that cannot be opened is skipped in silence.
+    if (pl_append(file.c_str(), message.lines().data(), message.lines().size(), nullptr) !=
+        PlAppend::not_opened)
+        std::fputs(message.warnings().c_str(), stderr);
     return 1;
 }
 
