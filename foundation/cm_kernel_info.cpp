@@ -7,6 +7,7 @@
 #include <tamba/messages.h>
 #include <tamba/semaphore.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <string>
 
@@ -112,7 +113,7 @@ std::string board_with(const Entry &entry, std::string_view old_board)
         }
         const bool new_goes_first =
             line.slot() == entry.slot ? entry.marker == '.' : line.slot() > entry.slot;
-        if (new_goes_first)
+        if (new_goes_first && !written)
             write_once();
         else if (line.slot() != entry.slot && line.is_garbage())
             continue;
@@ -128,8 +129,11 @@ int32_t write_whole(const char *path, const std::string &text)
     FILE *const file = pl_fopen(path, "w");
     if (!file)
         return -1;
-    std::fwrite(text.data(), 1, text.size(), file);
-    return pl_fclose(file);
+    errno = 0;
+    // A long text goes out before the close, which then no longer knows why it failed.
+    const int32_t write_error = std::fwrite(text.data(), 1, text.size(), file) == text.size() ? 0 : errno;
+    const int32_t close_error = pl_fclose(file);
+    return write_error != 0 ? write_error : close_error;
 }
 
 // The new board is written beside the old one first: only a text that is known to fit replaces the board.
@@ -137,7 +141,8 @@ void replace_board(const std::string &directory, const Entry &entry)
 {
     const std::string board_path = directory + "info.dat", new_path = directory + "info.tmp";
     std::string old_board;
-    pl_read_file(board_path.c_str(), &old_board, kBoardLimit);
+    if (!pl_read_file(board_path.c_str(), &old_board, kBoardLimit) && pl_file_exists(board_path.c_str()))
+        return; // a board that cannot be read just now must not be replaced by a single line
     const std::string board = board_with(entry, old_board);
     const int32_t error = write_whole(new_path.c_str(), board);
     if (error < 0)
