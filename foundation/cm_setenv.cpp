@@ -99,11 +99,13 @@ int32_t extend_path(const Directory &root, bool database_program, bool media_ser
     for (const auto &candidate : candidates)
         if (candidate.wanted && !std::strstr(present, candidate.directory.c_str()))
             (path += pl_path_list_separator()) += candidate.directory.view();
-    // The limit holds for the finished assignment, and also when nothing is missing.
-    if (path.size() + std::strlen("PATH=") >= kPathLimit)
+    // A PATH beyond the limit is refused also when nothing is missing.
+    if (path.size() >= kPathLimit)
         return -3;
     if (path.size() == before)
         return 1;
+    if (path.size() + std::strlen("PATH=") >= kPathLimit)
+        return -3;
     format_text(g_path_assignment, sizeof g_path_assignment, "PATH=%s", path.c_str());
     own_trace("i_setenv_tamba: putenv(%s)", g_path_assignment);
     return pl_setenv("PATH", path.c_str()) ? 1 : -4;
