@@ -2,6 +2,7 @@
 
 #include <platform/files.h>
 
+#include <algorithm>
 #include <chrono>
 #include <map>
 #include <mutex>
@@ -74,9 +75,11 @@ std::shared_ptr<const std::string> pl_snapshot(const char *path)
     // The stamp was taken before the reading: a change in between leaves a stamp that no longer matches.
     if (young || text->size() > kKeptSize)
         return text;
-    if (stamp.modified_ns < now - kSettledNs)
+    // The time of the last change counts too: a writer may set the time of modification back.
+    const int64_t touched = std::max(stamp.modified_ns, stamp.changed_ns);
+    if (touched < now - kSettledNs)
         keep(path, {stamp, text, 0});
     else
-        keep(path, {{}, nullptr, stamp.modified_ns + kSettledNs});
+        keep(path, {{}, nullptr, touched + kSettledNs});
     return text;
 }

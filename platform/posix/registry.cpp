@@ -81,10 +81,21 @@ std::string value_path(const char *key, const char *value, bool number)
     return path;
 }
 
+// The root and the directories that it lies in.
+void make_root()
+{
+    const std::string path = root();
+    if (mkdir(path.c_str(), 0777) == 0 || errno != ENOENT)
+        return;
+    for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
+        mkdir(path.substr(0, slash).c_str(), 0777);
+    mkdir(path.c_str(), 0777);
+}
+
 bool make_key(const char *key)
 {
     bool good = true;
-    mkdir(root().c_str(), 0777);
+    make_root();
     walk(key, [&](const std::string &path, std::string_view name) {
         if (!good || mkdir(path.c_str(), 0777) == 0) {
             std::string folded;
@@ -101,9 +112,11 @@ bool make_key(const char *key)
 bool write_value(const char *key, const char *value, bool number, const char *text)
 {
     const std::string path = value_path(key, value, number);
-    // The key is there except for the first write below it.
-    if (!pl_replace_file(path.c_str(), text, std::strlen(text)) &&
-        !(make_key(key) && pl_replace_file(path.c_str(), text, std::strlen(text))))
+    bool written = pl_replace_file(path.c_str(), text, std::strlen(text));
+    // The key is missing before the first write below it, and when somebody has just deleted it.
+    if (!written && (pl_last_error().kind == PL_PATH_NOT_FOUND || pl_last_error().kind == PL_FILE_NOT_FOUND))
+        written = make_key(key) && pl_replace_file(path.c_str(), text, std::strlen(text));
+    if (!written)
         return false;
     unlink(value_path(key, value, !number).c_str()); // the value has changed its type
     return true;

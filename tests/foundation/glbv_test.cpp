@@ -1,0 +1,207 @@
+// Global variables in both stores, of this and of other hosts, and the path resolvers.
+#include "tests/support/test_site.h"
+
+#include <foundation/messages.h>
+#include <platform/process.h>
+#include <platform/registry.h>
+
+#include <filesystem>
+
+namespace {
+
+constexpr char kStore[] = "SOFTWARE\\Korvel\\tamba\\GLBV\\";
+
+class Glbv : public TestSite {
+protected:
+    // What the service returns for value, and what it leaves in value when that is something else.
+    static std::string call(const char *function, const std::string &name,
+                            const std::string &value = "unchanged",
+                            char *(*service)(const char *, const char *, char *) = glbv)
+    {
+        char buffer[TAMBA_GLBV_SIZE];
+        std::snprintf(buffer, sizeof buffer, "%s", value.c_str());
+        const std::string result = service(function, name.c_str(), buffer);
+        return result == buffer ? result : result + " / " + buffer;
+    }
+};
+
+TEST_F(Glbv, WhatIsWrittenIsReadUntilItIsDeleted)
+{
+    const std::string v511(511, 'v');
+    const struct {
+        std::string name, written, read;
+    } cases[] = {
+        {"gv_a", "text", "text"},
+        {"gv_a", "", ""},
+        {"gv_a", v511, v511},
+        {"gv_A", "one variable, whatever its case", "one variable, whatever its case"},
+        {"gv_../../x", "in", "in"},
+        {"gv_\344\366\374 %s", "100%s", "100%s"},
+        {"file", "text", "text"},
+        {"file", "", "???"},
+        {"file", v511, v511.substr(0, 255)},
+        {"file", "a\nb", "ab"},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(call("w", c.name, c.written), c.written);
+        EXPECT_EQ(call("read", c.name), c.read) << c.name;
+        EXPECT_EQ(call("R", c.name), c.read) << c.name;
+        EXPECT_EQ(call("r", c.name), "???") << c.name;
+        call("w", c.name, "again");
+        EXPECT_EQ(call("d", c.name), "unchanged");
+        EXPECT_EQ(call("r", c.name), "???") << c.name;
+    }
+    EXPECT_EQ(glbv("d", "gv_a", nullptr), nullptr);
+    EXPECT_FALSE(std::filesystem::exists(path("../x")));
+}
+
+TEST_F(Glbv, ARegistryTextOfMoreThan511CharactersIsUnknown)
+{
+    for (const size_t length : {511, 512, 513}) {
+        const std::string text(length, 't');
+        ASSERT_TRUE(pl_reg_write((std::string(kStore) + "gv_long").c_str(), "", text.c_str()));
+        EXPECT_EQ(call("r", "gv_long"), length == 511 ? text : "???") << length;
+    }
+    ASSERT_TRUE(pl_reg_write_number((std::string(kStore) + "gv_number").c_str(), "", 1));
+    EXPECT_EQ(call("r", "gv_number"), "???");
+}
+
+TEST_F(Glbv, FilesAreReadAsOneText)
+{
+    const struct {
+        std::string text, value;
+    } cases[] = {{"a\nb\n", "ab"}, {"a\r\nb", "ab"}, {"\n\n", ""},
+                 {"", "???"},      {" a ", " a "},   {std::string(600, 'x'), std::string(255, 'x')}};
+    for (const auto &c : cases) {
+        write("glbv/v.sgv", c.text);
+        EXPECT_EQ(call("r", "v"), c.value) << c.text;
+    }
+    EXPECT_EQ(call("R", "v"), std::string(255, 'x'));
+    EXPECT_FALSE(exists("glbv/v.sgv"));
+}
+
+TEST_F(Glbv, WrittenFilesComeBackInTheServicesOwnBuffer)
+{
+    char value[TAMBA_GLBV_SIZE] = "first";
+    char *const kept = glbv("w", "one", value);
+    ASSERT_NE(kept, value);
+    EXPECT_EQ(glbv("w", "two", kept), kept); // the buffer as its own source
+    EXPECT_EQ(read("glbv/two.sgv"), "first");
+    EXPECT_EQ(glbv("w", "gv_x", value), value);
+}
+
+TEST_F(Glbv, DeleteWithStarRemovesEveryNameThatHoldsBothParts)
+{
+    const std::string names[] = {"gv_clone_1", "gv_clone_x", "gv_tbs_eom_3", "gv_old_eom_clone_", "gv_keep"};
+    const struct {
+        const char *pattern;
+        std::string left;
+    } cases[] = {{"gv_clone_*", "00111"}, {"*_eom_", "11001"},   {"*_eom_*", "11111"},
+                 {"gv_*_3", "11011"},     {"gv_none*", "11111"}, {"gv_clone_", "11111"}};
+    for (const auto &c : cases) {
+        for (const std::string &name : names)
+            call("w", name, "v");
+        // A variable that has grown a key of its own below it cannot be deleted and must not stop the others.
+        ASSERT_TRUE(pl_reg_write((std::string(kStore) + "gv_clone_a\\sub").c_str(), "", "v"));
+        call("d", c.pattern);
+        std::string left;
+        for (const std::string &name : names)
+            left += call("r", name) == "v" ? '1' : '0';
+        EXPECT_EQ(left, c.left) << c.pattern;
+    }
+    EXPECT_EQ(call("r", "gv_rw_glbv"), directory("glbv"));
+    call("d", "*");
+    EXPECT_EQ(call("r", "gv_rw_glbv"), "???");
+}
+
+TEST_F(Glbv, UnknownServicesAndTheVersion)
+{
+    EXPECT_EQ(call("x", "gv_a"), "??? invalid service x");
+    EXPECT_EQ(call("x", "file"), "??? invalid service x");
+    EXPECT_EQ(call("", "file"), "??? invalid service ");
+    EXPECT_EQ(call("r", "MyVersion").substr(0, 6), "tamba ");
+    EXPECT_EQ(call("R", "MyVersion"), "???");
+}
+
+TEST_F(Glbv, WithoutItsDirectoryTheFileStoreTouchesNothing)
+{
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(path("work"));
+    call("d", "gv_rw_glbv");
+    EXPECT_EQ(call("w", "file", "v"), "??? / v");
+    EXPECT_EQ(call("r", "file"), "???");
+    EXPECT_EQ(call("R", "file"), "???");
+    EXPECT_EQ(call("d", "file"), "unchanged");
+    int entries = 0;
+    for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator("."))
+        ++entries;
+    EXPECT_EQ(entries, 1); // "sem"
+    std::filesystem::current_path(before);
+    set_global("gv_rw_glbv", path("missing/").c_str());
+    EXPECT_EQ(call("w", "file", "v"), "??? / v");
+}
+
+TEST_F(Glbv, LeadingNamesAreResolved)
+{
+    add_ini("[Pathes]\nignored=second section\n");
+    write("glbv/short.sgv", "from file");
+    const std::string work = directory("work"), long_rest(1100, 'r');
+    const struct {
+        std::string text, by_variable;
+        int32_t result;
+        std::string by_ini;
+    } cases[] = {
+        {"gv_rw_work:a:b", work + "a:b", 1, work + "a:b"},
+        {"gv_rw_work:", work, 1, work},
+        {"gv_rw_work", work, 1, work},
+        {"short:x", "from filex", 1, "short:x"},
+        {"gv_prot:", path("prot.txt"), 1, "gv_prot:"},
+        {"C:\\x", "C:\\x", 0, "C:\\x"},
+        {"gv_none:x", "gv_none:x", 0, "gv_none:x"},
+        {"ignored:x", "ignored:x", 0, "ignored:x"},
+        {"", "", 0, ""},
+        {"gv_rw_work:" + long_rest, (work + long_rest).substr(0, 1023), 1,
+         (work + long_rest).substr(0, 1023)},
+    };
+    for (const auto &c : cases) {
+        char text[TAMBA_RESOLVE_SIZE];
+        std::snprintf(text, sizeof text, "%s", c.text.c_str());
+        EXPECT_EQ(resolve_glbv(text), c.result) << c.text;
+        EXPECT_EQ(std::string(text), c.by_variable);
+        std::snprintf(text, sizeof text, "%s", c.text.c_str());
+        EXPECT_EQ(resolve_path(text), 1);
+        EXPECT_EQ(std::string(text), c.by_ini);
+    }
+}
+
+TEST_F(Glbv, TheFrontServesThisHostAndNamesWhatFailsOnOthers)
+{
+    char host[256];
+    ASSERT_TRUE(pl_host_name(host, sizeof host));
+    for (char *c = host; *c; ++c)
+        *c = ascii_upper(*c);
+    set_levels("TB_GLBV=1\n");
+    EXPECT_EQ(call("w", "gv_m", "value", master_glbv), "value");
+    EXPECT_EQ(call("r", "localhost:gv_m", "", master_glbv), "value");
+    EXPECT_EQ(call("R", std::string(host) + ":gv_m", "", master_glbv), "value");
+    EXPECT_EQ(call("r", "gv_m", "", master_glbv), "???");
+    EXPECT_EQ(call("q", "gv_m", "", master_glbv), "??? invalid service q");
+    const std::string trace = without_times(read("lgc/tb_glbv.lgc"));
+    EXPECT_NE(trace.find("# +++ GLBV: function:w  name:gv_m \n# --- GLBV: gv_m    value: value \n"),
+              std::string::npos)
+        << trace;
+    for (const char *function : {"r", "R", "d", "w"})
+        EXPECT_EQ(call(function, "other.invalid:gv_m", "v", master_glbv), "?? GLBV: RemoteCmd failed")
+            << function;
+    for (const char *language : {"de", "de_BA", "fr", "hr", "en"}) {
+        write("ini/tb.ini", "[Pathes]\ngv_rw_lgc=" + directory("lgc") + "\ngv_rw_ini=" + directory("ini") +
+                                "\n[SETUP]\nlang=" + language + "\n");
+        const std::string text = call("q", "other.invalid:gv_m", "v", master_glbv);
+        char expected[64];
+        std::snprintf(expected, sizeof expected, message_format(Msg::kInvalidService), 'q');
+        EXPECT_EQ(text, expected) << language;
+        EXPECT_EQ(text == "?? invalid service q", eLang == 0 || eLang == 4) << language;
+    }
+}
+
+} // namespace
