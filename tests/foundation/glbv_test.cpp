@@ -57,7 +57,7 @@ TEST_F(Glbv, WhatIsWrittenIsReadUntilItIsDeleted)
 
 TEST_F(Glbv, ARegistryTextOfMoreThan511CharactersIsUnknown)
 {
-    for (const size_t length : {511, 512, 513}) {
+    for (const size_t length : {511u, 512u, 513u}) {
         const std::string text(length, 't');
         ASSERT_TRUE(pl_reg_write((std::string(kStore) + "gv_long").c_str(), "", text.c_str()));
         EXPECT_EQ(call("r", "gv_long"), length == 511 ? text : "???") << length;
