@@ -1,4 +1,4 @@
-/* A program of the system: opens its trace, reads a variable, asks the catalogue and leaves a line in the protocol. */
+/* A program of the system: reads the catalogue and leaves a line in the protocol. */
 #include <stdio.h>
 #include <tamba/tamba.h>
 
