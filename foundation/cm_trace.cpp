@@ -3,12 +3,9 @@
 
 #include <foundation/ini.h>
 #include <foundation/log_setup.h>
-#include <foundation/messages.h>
 #include <platform/clock.h>
 #include <platform/error.h>
 #include <platform/files.h>
-#include <platform/process.h>
-#include <platform/snapshot.h>
 
 #include <atomic>
 #include <cerrno>
@@ -26,7 +23,6 @@ constexpr size_t kIndentStep = 4;
 constexpr int32_t kDeepestIndent = 15; // the indentation stops growing, the counter goes on
 
 std::atomic<int32_t> g_depth{0};
-std::atomic<bool> g_announced{false};
 
 // The library's own context.  Its level stands apart, so that a disabled trace costs one look; the record
 // itself is touched under the mutex only.
@@ -174,16 +170,6 @@ void own_text(const char *text)
     write_text(g_own, text);
 }
 
-void fill_own(const TraceContext &context)
-{
-    const std::lock_guard lock(g_own_mutex);
-    if (g_own_filled)
-        return;
-    g_own_filled = true;
-    g_own = context;
-    g_own_level = context.level;
-}
-
 void own_trace_v(const char *format, va_list arguments)
 {
     FixedText<kOwnLineSize> text;
@@ -191,122 +177,16 @@ void own_trace_v(const char *format, va_list arguments)
     own_text(text.c_str());
 }
 
-void announce(TraceContext &context, const char *module)
-{
-    if (g_announced.exchange(true))
-        return;
-    char parent[64];
-    pl_parent_process_name(parent, sizeof parent);
-    WRITE_TRACE(&context, "Logging enabled for module %s: Loglevel %d, PID=%d, parent process: %s", module,
-                context.level, static_cast<int>(pl_process_id()), parent);
-}
-
-void report_missing(const char *who, const char *key)
-{
-    prot_message<Msg::kSettingMissing>(who, key);
-    std::fprintf(stderr, "FATAL: SET_LOG_MAIN: %s not set", key);
-}
-
-int32_t language_of(std::string_view name)
-{
-    constexpr std::string_view kNames[] = {"de", "de_BA", "fr", "hr"};
-    for (int32_t i = 0; i < 4; ++i)
-        if (name == kNames[i])
-            return i + 1;
-    return 0;
-}
-
-void set_language(const IniFile &ini, TraceContext &context)
-{
-    FixedText<64> language;
-    if (ini.loaded() && ini.read("[SETUP]", "lang", language.data(), language.size(), nullptr, 0)) {
-        trace_at(context, kTraceDetail, "set language to %s", language.c_str());
-        set_language_number(language_of(language.view()));
-        return;
-    }
-    // Written at every level, as the only line: the operator must see why the messages are English.
-    WRITE_TRACE(&context, "didn't find key lang in tb.ini > set language to en");
-    set_language_number(0);
-}
-
-// The level file, opened once for several modules.
-class LevelFile {
-public:
-    explicit LevelFile(const IniFile &ini)
-    {
-        FixedText<512> directory;
-        configured_ =
-            ini.loaded() && ini.read("[Pathes]", "gv_rw_ini", directory.data(), directory.size(), nullptr, 0);
-        FixedText<640> path;
-        path.format("%sdebug.ini", directory.c_str());
-        file_ = pl_snapshot(path.c_str());
-    }
-
-    int32_t level(const char *module) const
-    {
-        if (!configured_)
-            report_missing("LOG_CHECK", "gv_rw_ini"); // each time; the working directory's file counts then
-        FixedText<128> key(text_or_empty(module));
-        for (char *c = key.data(); *c; ++c)
-            *c = ascii_upper(*c);
-        FixedText<130> prefix;
-        prefix.format("%s=", key.c_str());
-        LineReader lines(file_ ? std::string_view(*file_) : std::string_view(), kLevelLine,
-                         LineReader::keep_end);
-        std::string_view line;
-        while (lines.next(&line)) {
-            if (line.substr(0, prefix.length()) != prefix.view())
-                continue;
-            line.remove_suffix(line.empty() ? 0
-                                            : 1); // the line end, or the last character of a line without one
-            const FixedText<kLevelLine + 1> value(line.substr(std::min(line.size(), line.find('=') + 1)));
-            return to_int32(value.c_str());
-        }
-        return 0;
-    }
-
-private:
-    static constexpr size_t kLevelLine = 255;
-    bool configured_;
-    std::shared_ptr<const std::string> file_;
-};
-
 } // namespace
 
-void set_log_main(const char *file, const char *module, TraceContext &context, const IniFile &ini)
+void fill_own_context(const TraceContext &context)
 {
-    FixedText<TAMBA_TRACE_PATH_SIZE> name(text_or_empty(file)); // may be context.path itself
-    FixedText<TAMBA_TRACE_PATH_SIZE> directory;
-    if (ini.loaded() && ini.read("[Pathes]", "gv_rw_lgc", directory.data(), directory.size(), nullptr, 0)) {
-        context.level = 0;
-        context.to_stderr = 0;
-        if (std::strstr(name.c_str(), directory.c_str()))
-            copy_text(context.path, sizeof context.path, name.view());
-        else
-            format_text(context.path, sizeof context.path, "%s%s", directory.c_str(), name.c_str());
-        const LevelFile levels(ini);
-        context.level = levels.level(module);
-        if (context.level != 0) {
-            context.indent[0] = '\0';
-            announce(context, text_or_empty(module));
-            context.to_stderr = levels.level("STDERR");
-        }
-        fill_own(context);
-    } else {
-        report_missing("SET_LOG_MAIN", "gv_rw_lgc");
-    }
-    set_language(ini, context);
-}
-
-void v_set_log_main(const char *file, const char *module, TraceContext *ctx)
-{
-    TraceContext nowhere{};
-    set_log_main(file, module, ctx ? *ctx : nowhere, IniFile::of_system(nullptr, nullptr, 0));
-}
-
-int32_t log_check(const char *module)
-{
-    return LevelFile(IniFile::of_system(nullptr, nullptr, 0)).level(module);
+    const std::lock_guard lock(g_own_mutex);
+    if (g_own_filled)
+        return;
+    g_own_filled = true;
+    g_own = context;
+    g_own_level = context.level;
 }
 
 void WRITE_TRACE(TraceContext *ctx, const char *format, ...)

@@ -25,6 +25,9 @@ public:
 
     bool loaded() const { return text_ != nullptr; }
 
+    // Whether both hold the text of one and the same reading.
+    bool same_reading(const IniFile &other) const { return text_ == other.text_; }
+
     // The rules of i_GetPrivateProfileString.
     bool read(const char *section, const char *key, char *value, size_t value_size, char *err,
               size_t err_size) const;

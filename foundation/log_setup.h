@@ -5,3 +5,6 @@
 #include <tamba/trace.h>
 
 void set_log_main(const char *file, const char *module, TraceContext &context, const IniFile &ini);
+
+// Makes context the library's own, unless there is one already.
+void fill_own_context(const TraceContext &context);
