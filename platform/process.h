@@ -52,3 +52,4 @@ bool pl_host_name(char *out, size_t size);
 // environment.
 const char *pl_getenv(const char *name);
 bool pl_setenv(const char *name, const char *text);
+bool pl_unsetenv(const char *name);

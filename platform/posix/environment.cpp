@@ -82,3 +82,8 @@ bool pl_setenv(const char *name, const char *text)
 {
     return setenv(name, text, 1) == 0 || pl_fail(errno);
 }
+
+bool pl_unsetenv(const char *name)
+{
+    return unsetenv(name) == 0 || pl_fail(errno);
+}

@@ -77,8 +77,13 @@ const char *pl_getenv(const char *name)
 
 bool pl_setenv(const char *name, const char *text)
 {
-    // For this process by the C library, which hands it to the system; only an empty text means removal there.
+    // The C library's environment, which it hands to the system; an empty text means removal there.
     if (_putenv_s(name, text) != 0)
         return pl_fail(ERROR_INVALID_PARAMETER);
     return *text || SetEnvironmentVariableA(name, "") || pl_fail_last();
+}
+
+bool pl_unsetenv(const char *name)
+{
+    return _putenv_s(name, "") == 0 || pl_fail(ERROR_INVALID_PARAMETER);
 }

@@ -25,6 +25,9 @@ std::map<std::string, ChildFunction> &functions()
     return all;
 }
 
+// Seconds after which a child counts as stuck; under an emulator and on a busy machine everything takes its time.
+constexpr int kPatience = 240;
+
 std::string g_folder; // in the child: where parent and child leave words for each other
 
 std::string text_of(const std::string &file)
@@ -68,7 +71,7 @@ void tell(std::string_view word)
 
 void wait_for_go()
 {
-    if (!until([] { return fs::exists(g_folder + "/go"); }, 60))
+    if (!until([] { return fs::exists(g_folder + "/go"); }, kPatience))
         std::_Exit(99);
 }
 
@@ -140,7 +143,7 @@ int Child::wait()
 {
     if (waited_ || !process_)
         return code_;
-    if (pl_wait(process_, 60'000) != PlWait::ended) {
+    if (pl_wait(process_, kPatience * 1000) != PlWait::ended) {
         kill();
         pl_wait(process_, kPlForever);
     } else {

@@ -42,7 +42,7 @@ public:
         std::string_view word); // until the child has told word; false when it ended or 30 seconds passed
     void go();
     void kill();
-    int wait();                 // exit code, -1000 when it had to be killed after 60 seconds
+    int wait();                 // exit code, -1000 when it was stuck and had to be killed
     std::string output() const; // standard output so far
     std::string errors() const; // standard error so far
 

@@ -138,11 +138,7 @@ std::string TestSite::global(const char *name) const
 
 void TestSite::unset(const char *name)
 {
-#if __has_include(<unistd.h>)
-    unsetenv(name);
-#else
-    _putenv_s(name, "");
-#endif
+    pl_unsetenv(name);
 }
 
 void TestSite::install_program(const std::string &name) const
