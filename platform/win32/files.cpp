@@ -74,6 +74,29 @@ std::string with_line_ends(const char *text, size_t length)
     return lines;
 }
 
+// Appending needs no lock on a local disk of Windows, but on network drives and under Wine the end of the file is looked
+// up before the write.  The lock is far behind any text, so that readers and other programs never meet it.
+class AppendLock {
+public:
+    explicit AppendLock(const OwnedHandle &file) : file_(file)
+    {
+        place_.OffsetHigh = 0x4000'0000;
+        held_ = LockFileEx(file_.get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place_) != 0;
+    }
+    ~AppendLock()
+    {
+        if (held_)
+            UnlockFileEx(file_.get(), 0, 1, 0, &place_);
+    }
+    AppendLock(const AppendLock &) = delete;
+    AppendLock &operator=(const AppendLock &) = delete;
+
+private:
+    const OwnedHandle &file_;
+    OVERLAPPED place_ = {};
+    bool held_;
+};
+
 int64_t nanoseconds(int64_t steps_since_1601)
 {
     return (steps_since_1601 - 116'444'736'000'000'000) * 100;
@@ -167,13 +190,17 @@ PlAppend pl_append(const char *path, const char *text, size_t length, int32_t *c
 {
     if (pl_fault())
         return PlAppend::not_opened;
-    OwnedHandle file = open_file(path, FILE_APPEND_DATA | SYNCHRONIZE, OPEN_ALWAYS);
+    const std::string lines = with_line_ends(text, length);
+    OwnedHandle file = open_file(path, FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE, OPEN_ALWAYS);
     if (!file) {
         pl_fail_last();
         return PlAppend::not_opened;
     }
-    const std::string lines = with_line_ends(text, length);
-    const bool written = !pl_fault() && write_all(file, lines.data(), lines.size());
+    bool written = false;
+    {
+        const AppendLock lock(file);
+        written = !pl_fault() && write_all(file, lines.data(), lines.size());
+    }
     const bool closed = close_file(file);
     if (written && closed)
         return PlAppend::done;

@@ -59,7 +59,11 @@ public:
     bool open(const char *key)
     {
         const Place place = place_of(key);
-        return good(RegOpenKeyExA(place.root, place.path.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, &key_));
+        const LSTATUS status =
+            RegOpenKeyExA(place.root, place.path.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, &key_);
+        // One number for a missing key and a missing value: the kind tells them apart.
+        return status == ERROR_FILE_NOT_FOUND ? pl_fail(PL_PATH_NOT_FOUND, ERROR_FILE_NOT_FOUND)
+                                              : good(status);
     }
 
     bool create(const char *key)
