@@ -1,6 +1,7 @@
 // iDB_ACCESS: the one door to the catalogue.
 #include <db/alloc.h>
 #include <db/convert.h>
+#include <db/records.h>
 #include <foundation/glbv.h>
 #include <foundation/trace_scope.h>
 #include <foundation/version.h>
@@ -27,6 +28,13 @@ void set_environment_once()
         i_setenv_tamba("tb_db");
 }
 
+TraceScope enter(TraceContext &trace, const DB_REC_LIST *list, const char *sql)
+{
+    if (!list)
+        return TraceScope(trace, kTraceMain, "+++ DB_ACCESS id=NULL  SQL=%s", sql);
+    return TraceScope(trace, kTraceMain, "+++ DB_ACCESS id=%s  SQL=%s", list_name(list).c_str(), sql);
+}
+
 int32_t run(const char *sql, bool export_mode, char *msg, DB_REC_LIST *list, TraceScope &scope)
 {
     set_environment_once();
@@ -35,7 +43,7 @@ int32_t run(const char *sql, bool export_mode, char *msg, DB_REC_LIST *list, Tra
     scope.note("gv_db_type is %s", type.c_str());
     if (type.view() == "sqlite")
         return SQLITE_DO_SQL(sql, export_mode ? 'y' : 'n', msg, TAMBA_DB_MSG_SIZE, list, scope.context());
-    FixedText<TAMBA_DB_MSG_SIZE> reason;
+    DbMessage reason;
     reason.format("ERROR: Not supported db_type '%s'", type.c_str());
     copy_text(msg, TAMBA_DB_MSG_SIZE, reason.view());
     scope.note("%s", reason.c_str());
@@ -50,7 +58,7 @@ int32_t iDB_ACCESS(const char *sql, char *msg, DB_REC_LIST *list, TraceContext t
     if (is_pseudo_statement(sql))
         return convert_value(sql, msg, trace);
 
-    TraceScope scope(trace, kTraceMain, "+++ DB_ACCESS id=%.31s  SQL=%s", list ? list->name : "NULL", sql);
+    TraceScope scope = enter(trace, list, sql);
     scope.detail("%s", kLibraryVersion);
     if (list) // also where nothing runs: a list that was never set up must not look filled
         list->count = 0;

@@ -15,12 +15,6 @@ namespace {
 constexpr size_t kRecordNameLength = 30;
 constexpr size_t kAskedNameSize = 32;
 
-// For traces, printed with "%.31s".
-const char *name_of(const DB_REC_LIST *list)
-{
-    return list ? list->name : "";
-}
-
 // A record with a copy of text; the text's block has the list's record size, or what the text needs if that
 // is more.
 DB_REC *make_record(std::string_view text, int32_t record_size, uint32_t number)
@@ -63,49 +57,50 @@ Row find_row(const DB_REC_LIST &list, int32_t row, DB_REC **record, TraceScope &
     return Row::found;
 }
 
-// The frame of every read: an empty list and a broken chain are reported, then serve(record) does the work.
+// The frame of every read: an empty list and a broken chain are reported, then serve(record, scope, reason)
+// does the work; it returns false and fills reason when it fails.
 template <class Serve>
 int32_t read_row(const DB_REC_LIST *list, int32_t row, char *msg, TraceContext &trace, Serve serve)
 {
-    TraceScope scope(trace, kTraceDetail, "+++ DB_SEL_GET  id=%.31s  row=%d", name_of(list), row);
+    TraceScope scope(trace, kTraceDetail, "+++ DB_SEL_GET  id=%s  row=%d", list_name(list).c_str(), row);
     copy_text(msg, TAMBA_DB_MSG_SIZE, "");
-    const auto reject = [&](const char *reason) {
-        copy_text(msg, TAMBA_DB_MSG_SIZE, reason);
-        scope.note("Error: DB_SEL_GET: %s", reason);
-    };
-    if (!list || list->count == 0) {
-        constexpr char kReason[] = "empty record-list, cannot get requested data";
-        reject(kReason);
-        prot_message<Msg::kListEmptyOnRead>(list_name(list).c_str());
-        return scope.leave(0, "--- DB_SEL_GET  error: %s", kReason);
-    }
-    int32_t result = 1;
+    const bool empty = !list || list->count == 0;
+    DbMessage reason;
+    bool done = false;
     DB_REC *record = nullptr;
-    switch (find_row(*list, row, &record, scope)) {
-    case Row::broken:
-        reject("unexpected NULL value");
-        prot_message<Msg::kUnexpectedNull>();
-        result = 0;
-        break;
-    case Row::found:
-        result = serve(record, scope, reject) ? 1 : 0;
-        break;
-    case Row::outside:
-        break;
+    if (empty) {
+        reason.assign("empty record-list, cannot get requested data");
+        prot_message<Msg::kListEmptyOnRead>(list_name(list).c_str());
+    } else {
+        switch (find_row(*list, row, &record, scope)) {
+        case Row::broken:
+            reason.assign("unexpected NULL value");
+            prot_message<Msg::kUnexpectedNull>();
+            break;
+        case Row::found:
+            done = serve(record, scope, &reason);
+            break;
+        case Row::outside:
+            done = true;
+            break;
+        }
     }
-    return scope.leave(result, "--- DB_SEL_GET returns %d: >%s<", result, text_or_empty(msg));
+    if (!done) {
+        copy_text(msg, TAMBA_DB_MSG_SIZE, reason.view());
+        scope.note("Error: DB_SEL_GET: %s", reason.c_str());
+    }
+    if (empty)
+        return scope.leave(0, "--- DB_SEL_GET  error: %s", reason.c_str());
+    return scope.leave(done ? 1 : 0, "--- DB_SEL_GET returns %d: >%s<", done ? 1 : 0, reason.c_str());
 }
 
 // One column of the row; says which one is missing.
-template <class Reject>
 bool serve_column(const DB_REC *record, const char *asked, char *value, size_t value_size,
-                  const DB_REC_LIST *list, TraceScope &scope, Reject reject)
+                  const DB_REC_LIST *list, TraceScope &scope, DbMessage *reason)
 {
     const FixedText<kAskedNameSize> column(text_or_empty(asked));
     if (!write_value_n(record, column.c_str(), value, value_size, list, scope.context())) {
-        FixedText<TAMBA_DB_MSG_SIZE> reason;
-        reason.format("cannot find requested column %s", column.c_str());
-        reject(reason.c_str());
+        reason->format("cannot find requested column %s", column.c_str());
         return false;
     }
     scope.fine("cpValue >%s<", value);
@@ -113,13 +108,12 @@ bool serve_column(const DB_REC *record, const char *asked, char *value, size_t v
 }
 
 // The pairs of iDB_SEL_GET.
-template <class Reject>
-bool serve_pairs(const DB_REC *record, DB_REC_LIST *list, TraceScope &scope, Reject reject, va_list pairs)
+bool serve_pairs(const DB_REC *record, DB_REC_LIST *list, TraceScope &scope, DbMessage *reason, va_list pairs)
 {
     for (;;) {
         const char *const column = va_arg(pairs, const char *);
         if (!column) {
-            reject("va_arg() returned NULL for column argument");
+            reason->assign("va_arg() returned NULL for column argument");
             return false;
         }
         const std::string_view name = column;
@@ -131,17 +125,17 @@ bool serve_pairs(const DB_REC *record, DB_REC_LIST *list, TraceScope &scope, Rej
         }
         char *const value = va_arg(pairs, char *);
         if (!value) {
-            reject("va_arg() returned NULL for cpValue argument");
+            reason->assign("va_arg() returned NULL for cpValue argument");
             return false;
         }
-        if (!serve_column(record, column, value, SIZE_MAX, list, scope, reject))
+        if (!serve_column(record, column, value, SIZE_MAX, list, scope, reason))
             return false;
     }
 }
 
 bool add_first(DB_REC_LIST *list, std::string_view text, TraceContext &trace)
 {
-    TraceScope scope(trace, kTraceFine, "+++ DB_SEL_FIRST  id=%.31s", name_of(list));
+    TraceScope scope(trace, kTraceFine, "+++ DB_SEL_FIRST  id=%s", list_name(list).c_str());
     DB_REC *const record = list ? make_record(text, list->record_size, 1) : nullptr;
     if (!record) {
         scope.note("DB_SEL_FIRST  cannot allocate memory");
@@ -156,7 +150,8 @@ bool add_first(DB_REC_LIST *list, std::string_view text, TraceContext &trace)
 
 bool add_next(DB_REC_LIST *list, std::string_view text, TraceContext &trace)
 {
-    TraceScope scope(trace, kTraceFine, "+++ DB_SEL_ALLOC data:%s  id=%.31s", text.data(), name_of(list));
+    TraceScope scope(trace, kTraceFine, "+++ DB_SEL_ALLOC data:%s  id=%s", text.data(),
+                     list_name(list).c_str());
     if (!list || list->count == 0 || !list->last) {
         prot_message<Msg::kListEmptyOnAdd>(list_name(list).c_str());
         return scope.leave(0, "--- DB_SEL_ALLOC the record-list is empty, cannot allocate a new element");
@@ -180,10 +175,10 @@ bool add_next(DB_REC_LIST *list, std::string_view text, TraceContext &trace)
 
 ListName list_name(const DB_REC_LIST *list)
 {
-    ListName name;
-    if (list)
-        name.format("%.31s", list->name);
-    return name;
+    if (!list)
+        return {};
+    const char *const end = std::find(list->name, list->name + sizeof list->name, '\0');
+    return ListName(std::string_view(list->name, static_cast<size_t>(end - list->name)));
 }
 
 bool find_column(const char *text, std::string_view column, std::string_view *value)
@@ -209,7 +204,7 @@ bool write_value_n(const DB_REC *record, const char *column, char *value, size_t
     // A longer name stands in the record as far as the producer's labels reach.
     if (!find_column(text, asked, &found) && !find_column(text, asked.substr(0, kRecordNameLength), &found)) {
         copy_text(value, value_size, "?");
-        FixedText<TAMBA_DB_MSG_SIZE> key, reason;
+        DbMessage key, reason;
         key.format("|%s=", asked.data());
         reason.format("Cannot find column %s in record", asked.data());
         prot_message<Msg::kColumnNotFound>(list_name(list).c_str(), key.c_str());
@@ -224,8 +219,8 @@ bool get_value_n(const DB_REC_LIST *list, int32_t row, const char *column, char 
 {
     bool served = false;
     copy_text(value, value_size, "");
-    read_row(list, row, msg, trace, [&](const DB_REC *record, TraceScope &scope, auto reject) {
-        served = serve_column(record, column, value, value_size, list, scope, reject);
+    read_row(list, row, msg, trace, [&](const DB_REC *record, TraceScope &scope, DbMessage *reason) {
+        served = serve_column(record, column, value, value_size, list, scope, reason);
         return served;
     });
     if (!served)
@@ -259,8 +254,8 @@ int32_t iDB_SEL_GET(DB_REC_LIST *list, int32_t row, char *msg, TraceContext trac
     va_list pairs;
     va_start(pairs, trace);
     const int32_t result =
-        read_row(list, row, msg, trace, [&](const DB_REC *record, TraceScope &scope, auto reject) {
-            return serve_pairs(record, list, scope, reject, pairs);
+        read_row(list, row, msg, trace, [&](const DB_REC *record, TraceScope &scope, DbMessage *reason) {
+            return serve_pairs(record, list, scope, reason, pairs);
         });
     va_end(pairs);
     return result;
@@ -273,8 +268,8 @@ void DB_SEL_LOOP_RECORDS(DB_REC_LIST *list, char mode)
     if (list->count == 0) {
         if (mode == 's')
             std::fprintf(stderr,
-                         "\nDB_SEL_LOOP_RECORDS id=%.31s: empty record-list, cannot get requested data\n",
-                         list->name);
+                         "\nDB_SEL_LOOP_RECORDS id=%s: empty record-list, cannot get requested data\n",
+                         list_name(list).c_str());
         return;
     }
     if (mode == 'd' && list->first)

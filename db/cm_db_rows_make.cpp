@@ -21,7 +21,9 @@ public:
         copy_text(text_, kLabelSize - 1, text_or_empty(name));
         length_ = std::strlen(text_);
         text_[length_++] = '=';
+        text_[length_] = '\0';
     }
+    const char *c_str() const { return text_; }
     std::string_view view() const { return {text_, length_}; }
 
 private:
@@ -47,8 +49,7 @@ public:
             size += labels_[i].view().size() + values_[i].size() + 4;
             if (!traces(scope.context(), kTraceFine))
                 continue;
-            scope.fine("Column name %.*s", static_cast<int>(labels_[i].view().size()),
-                       labels_[i].view().data());
+            scope.fine("Column name %s", labels_[i].c_str());
             scope.fine("Record size %d", clamped(size));
         }
         scope.detail("Full record size %d", clamped(size));
@@ -102,7 +103,7 @@ private:
 
 int32_t too_many_columns(DB_REC_LIST *list, char *msg, TraceScope &scope)
 {
-    FixedText<TAMBA_DB_MSG_SIZE> reason;
+    DbMessage reason;
     reason.format("too much columns ( max %d )", kMaxColumns);
     copy_text(msg, TAMBA_DB_MSG_SIZE, reason.view());
     prot_message<Msg::kTooManyColumns>("SQLITE_MAKE_DB_REC_LIS", list_name(list).c_str());
@@ -111,7 +112,7 @@ int32_t too_many_columns(DB_REC_LIST *list, char *msg, TraceScope &scope)
 
 int32_t no_memory(DB_REC_LIST *list, size_t size, char *msg, TraceScope &scope)
 {
-    FixedText<TAMBA_DB_MSG_SIZE> reason;
+    DbMessage reason;
     reason.format("cannot allocate memory  ( %d bytes)", RecordBuilder::clamped(size));
     copy_text(msg, TAMBA_DB_MSG_SIZE, reason.view());
     prot_message<Msg::kRecordNoMemory>("SQLITE_MAKE_REC_LIS", list_name(list).c_str(),
@@ -147,7 +148,7 @@ void print_value(const char *value)
 int32_t iSQLITE_MAKE_DB_REC_LIS(int32_t ncol, int32_t nrow, char **colnames, char **values, DB_REC_LIST *list,
                                 char *msg, TraceContext trace)
 {
-    TraceScope scope(trace, kTraceDetail, "+++ iSQLITE_MAKE_DB_REC_LIS  id=%.31s", list ? list->name : "");
+    TraceScope scope(trace, kTraceDetail, "+++ iSQLITE_MAKE_DB_REC_LIS  id=%s", list_name(list).c_str());
     scope.detail("Got %d columns", ncol);
     scope.detail("Got %d rows", nrow);
     // Only rows are refused: a wide result without a row is an empty list.
@@ -163,7 +164,7 @@ int32_t iSQLITE_MAKE_DB_REC_LIS(int32_t ncol, int32_t nrow, char **colnames, cha
         // A record that finds no memory is reported by the list and missing; the count in the list tells.
         add_record(list, record.build(scope), row == 0, scope.context());
     }
-    FixedText<TAMBA_DB_MSG_SIZE> rows;
+    DbMessage rows;
     rows.format("%d", nrow);
     copy_text(msg, TAMBA_DB_MSG_SIZE, rows.view());
     return scope.leave(1, "--- SQLITE_MAKE_DB_REC_LIS   rows=%s", rows.c_str());

@@ -1,5 +1,6 @@
 // One statement on the catalogue file: open, run, convert the answer, close.
 #include <db/cm_db_sqlite.h>
+#include <db/records.h>
 #include <foundation/glbv.h>
 #include <foundation/trace_scope.h>
 #include <platform/files.h>
@@ -18,7 +19,6 @@ constexpr size_t kAggregateCheckSize = 256; // how much of a query is looked at 
 
 std::atomic<int32_t> busy_limit_ms{kBusyLimitMs};
 
-using Message = FixedText<TAMBA_DB_MSG_SIZE>;
 using Statement = FixedText<TAMBA_SQL_SIZE>;
 
 const char *code_name(int code)
@@ -54,7 +54,8 @@ public:
     Database(const Database &) = delete;
     Database &operator=(const Database &) = delete;
 
-    bool open(Message *msg);
+    // SQLite's result code; msg receives the reason of a failure.
+    int open(DbMessage *msg);
     sqlite3 *handle() { return handle_; }
 
 private:
@@ -75,22 +76,23 @@ bool catalogue_path(char *path, size_t path_size)
     return true;
 }
 
-bool Database::open(Message *msg)
+int Database::open(DbMessage *msg)
 {
     FixedText<kPathSize> path;
     if (!catalogue_path(path.data(), path.size())) {
         msg->assign("unable to open database file");
         scope_.note("sqlite3_open() Unable to open database \"%s\": %s", "gv_rw_db", msg->c_str());
-        return false;
+        return SQLITE_CANTOPEN;
     }
     scope_.detail("call sqlite3_open( [%s] )", path.c_str());
-    if (sqlite3_open(path.c_str(), &handle_) != SQLITE_OK) {
+    const int code = sqlite3_open(path.c_str(), &handle_);
+    if (code != SQLITE_OK) {
         msg->assign(text_or_empty(sqlite3_errmsg(handle_)));
         scope_.note("sqlite3_open() Unable to open database \"%s\": %s", path.c_str(), msg->c_str());
-        return false;
+        return code;
     }
     sqlite3_busy_timeout(handle_, busy_limit_ms.load(std::memory_order_relaxed));
-    return true;
+    return SQLITE_OK;
 }
 
 // The result of a statement, released on every path.
@@ -137,7 +139,7 @@ FixedText<kTableNameSize> table_name(std::string_view sql)
     return FixedText<kTableNameSize>(sql.substr(0, sql.find_first_of(kBlanks)));
 }
 
-int32_t export_rows(std::string_view sql, const Table &table, Message *msg, TraceScope &scope)
+int32_t export_rows(std::string_view sql, const Table &table, DbMessage *msg, TraceScope &scope)
 {
     FixedText<kTableNameSize> name = table_name(sql);
     const size_t length = name.length();
@@ -149,7 +151,7 @@ int32_t export_rows(std::string_view sql, const Table &table, Message *msg, Trac
 }
 
 // What the caller asked for: "ok", a single value, an export or the record list.
-int32_t convert(const Statement &sql, bool export_mode, const Table &table, DB_REC_LIST *list, Message *msg,
+int32_t convert(const Statement &sql, bool export_mode, const Table &table, DB_REC_LIST *list, DbMessage *msg,
                 TraceScope &scope)
 {
     if (!is_query(sql.view())) {
@@ -171,7 +173,7 @@ int32_t convert(const Statement &sql, bool export_mode, const Table &table, DB_R
                                    scope.context());
 }
 
-int32_t run(Database &database, const char *sql, bool export_mode, DB_REC_LIST *list, Message *msg,
+int32_t run(Database &database, const char *sql, bool export_mode, DB_REC_LIST *list, DbMessage *msg,
             TraceScope &scope)
 {
     const Statement statement{std::string_view(sql)};
@@ -242,20 +244,20 @@ int32_t SQLITE_DO_SQL(const char *sql, char export_flag, char *msg, int32_t msg_
                       TraceContext trace)
 {
     sql = text_or_empty(sql);
-    TraceScope scope(trace, kTraceDetail, "+++ SQLITE_DO_SQL id=%.31s  SQL=%s", list ? list->name : "", sql);
+    TraceScope scope(trace, kTraceDetail, "+++ SQLITE_DO_SQL id=%s  SQL=%s", list_name(list).c_str(), sql);
     if (list)
         list->count = 0;
-    Message text;
+    DbMessage text;
     int32_t result = 0;
-    bool opened = false;
+    int opened = SQLITE_OK;
     {
         Database database(scope);
         opened = database.open(&text);
-        if (opened)
+        if (opened == SQLITE_OK)
             result = run(database, sql, export_flag == 'y', list, &text, scope);
     }
     copy_text(msg, msg_size > 0 ? static_cast<size_t>(msg_size) : 0, text.view());
-    if (!opened)
-        return scope.leave(0, "--- SQLITE_DO_SQL sqlite3_open() returns %d  msg=%s", 0, text.c_str());
+    if (opened != SQLITE_OK)
+        return scope.leave(0, "--- SQLITE_DO_SQL sqlite3_open() returns %d  msg=%s", opened, text.c_str());
     return scope.leave(result, "--- SQLITE_DO_SQL  returns %d  msg=%s", result, text.c_str());
 }

@@ -6,7 +6,11 @@
 
 #include <string_view>
 
-// What fits a message or a trace line of a list's name, which may fill its field without a terminator.
+// The message of a catalogue function.
+using DbMessage = FixedText<TAMBA_DB_MSG_SIZE>;
+
+// The name of a list for messages and traces, "" without a list.  A name may fill its field without a
+// terminator.
 using ListName = FixedText<sizeof(DB_REC_LIST::name)>;
 ListName list_name(const DB_REC_LIST *list);
 

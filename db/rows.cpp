@@ -5,8 +5,7 @@ namespace {
 using Statement = FixedText<TAMBA_SQL_SIZE>;
 
 // A statement that lost its end would change or find more than was meant.
-bool format_statement(Statement *sql, FixedText<TAMBA_DB_MSG_SIZE> *message, const char *format,
-                      va_list arguments)
+bool format_statement(Statement *sql, DbMessage *message, const char *format, va_list arguments)
 {
     const size_t length = format_text_v(sql->data(), Statement::size(), format, arguments);
     if (length > 0 && length < Statement::size())
@@ -37,12 +36,14 @@ bool Rows::select(const char *format, ...)
     const bool fits = format_statement(&sql, &message_, format, arguments);
     va_end(arguments);
     failed_ = !fits || iDB_ACCESS(sql.c_str(), message_.data(), &list_, trace_) != 1;
+    if (failed_) // rows before the failure are no answer
+        DB_SEL_LOOP_RECORDS(&list_, 'd');
     return !failed_;
 }
 
 bool Rows::read(int32_t row, const char *column, char *value, size_t value_size) const
 {
-    FixedText<TAMBA_DB_MSG_SIZE> reason;
+    DbMessage reason;
     return get_value_n(&list_, row, column, value, value_size, reason.data(), trace_);
 }
 
@@ -55,7 +56,7 @@ int32_t Rows::integer(int32_t row, const char *column) const
 
 bool execute_sql(char *msg, TraceContext &trace, const char *format, ...)
 {
-    FixedText<TAMBA_DB_MSG_SIZE> message;
+    DbMessage message;
     Statement sql;
     va_list arguments;
     va_start(arguments, format);

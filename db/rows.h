@@ -46,7 +46,7 @@ public:
 private:
     TraceContext &trace_;
     DB_REC_LIST list_ = {};
-    FixedText<TAMBA_DB_MSG_SIZE> message_;
+    DbMessage message_;
     bool failed_ = false;
 };
 

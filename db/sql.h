@@ -7,9 +7,8 @@
 // A value for the place between two single quotes.
 //
 //   select, insert, delete   quotes are doubled
-//   update                   CLEANUP_QUOTA would take doubled quotes apart; they become the acute accent, and
-//   double
-//                            quotes "_", as it would make them
+//   update                   CLEANUP_QUOTA would take doubled quotes apart; quotes become the acute accent,
+//                            double quotes "_", as it would make them
 //
 // At most 510 characters of the value are used.
 class SqlText {

@@ -83,6 +83,8 @@ TEST_F(CatalogueFaults, ACatalogueThatCannotBeOpenedIsSaidAndNothingIsCreated)
             EXPECT_EQ(list.count, 0u);
         }
     }
+    EXPECT_NE(trace_text().find("--- SQLITE_DO_SQL sqlite3_open() returns 14  msg=unable"),
+              std::string::npos);
     EXPECT_FALSE(exists("missing"));
     EXPECT_EQ(fs::is_empty(path("empty")), true);
     EXPECT_EQ(read("nodb/tamba_db.sdb"), std::string(2000, 'x'));

@@ -180,6 +180,11 @@ TEST_F(Records, ShortMemoryIsReportedAndLeavesTheListWhole)
         EXPECT_EQ(list.count, expected.count) << expected.nth;
         DB_SEL_LOOP_RECORDS(&list, 'd');
     }
+    TraceContext trace{};
+    Rows rows("short", trace);
+    const FailingAllocation failing(5); // the second record's, which is the longer one
+    EXPECT_FALSE(rows.select("select 'a' as v union all select 'longer'"));
+    EXPECT_TRUE(rows.empty());
 }
 
 TEST_F(Records, AReaderInOrderStepsAndDoesNotWalk)
@@ -278,8 +283,10 @@ TEST_F(Records, OneValueOfAQueryComesByItself)
     EXPECT_STREQ(value, "ab");
     EXPECT_EQ(iDB_SEL_GETVALUE("select name from clients where nr=2", "os", value, context(3)), 1);
     EXPECT_STREQ(value, "?");
+    std::strcpy(value, "stale");
     EXPECT_EQ(iDB_SEL_GETVALUE("select count(*) from clients", "name", value, context(3)), 1);
-    EXPECT_STREQ(value, "?");
+    EXPECT_STREQ(value, "stale");
+    EXPECT_EQ(trace_text().find("GETVALUE stale"), std::string::npos) << "what nobody wrote may be no text";
     EXPECT_TRUE(reported("E006-DATABAS : empty recordlist"));
     EXPECT_EQ(iDB_SEL_GETVALUE("select name from clients where nr=9", "name", value, context(3)), 0);
     EXPECT_EQ(iDB_SEL_GETVALUE("select nonsense", "name", value, context(3)), 0);
