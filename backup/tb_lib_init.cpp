@@ -20,7 +20,8 @@ bool run_init(const char *drive, const SplitLabel &split, const char *media_info
     prot_message<Msg::kStartingInit>(option.c_str(), media_info);
 
     CommandLine command;
-    command.format("tb_init -d %s -%c %s -L backup", drive, split.is_label ? 't' : 'm', media_info);
+    command.format(split.is_label ? "tb_init -d %s -t %s -L backup" : "tb_init -d %s -m %s -L backup", drive,
+                   media_info);
     scope.note("call %s", command.c_str());
     const int32_t status = start_system(command.c_str());
 

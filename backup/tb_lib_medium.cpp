@@ -78,7 +78,7 @@ bool is_available(MediumRequest *request, TraceScope &scope)
 
 void close_medium(const char *label, TraceScope &scope)
 {
-    FixedText<TAMBA_DB_MSG_SIZE> reason;
+    DbMessage reason;
     if (!execute_sql(reason.data(), scope.context(), "update media set close_tape='y' where label='%s'",
                      SqlText(label, SqlText::update).c_str()))
         scope.note("WARNING: update media set close_tape='y' failed: %s", reason.c_str());

@@ -26,6 +26,25 @@ void append_drive(DriveList *drives, std::string_view drive)
     drives->append(",");
 }
 
+TraceScope enter_drive_group(const char *pool, const char *drive, TraceContext &trace)
+{
+    if (*pool == '\0' && *drive == '\0')
+        return TraceScope(trace, kTraceMain,
+                          "+++ i_GET_DRIVE_GROUP ERROR: Called with empty media_pool and empty drive_group");
+    return TraceScope(trace, kTraceMain, "+++ i_GET_DRIVE_GROUP %s", *pool != '\0' ? pool : drive);
+}
+
+bool select_drive_group(Rows *rows, const char *pool, const char *drive)
+{
+    if (*pool != '\0')
+        return rows->select("select grp_name from drive_groups, media_pools where "
+                            "drive_groups.grp_id=media_pools.drive_grp and media_pools.name='%s'",
+                            SqlText(pool).c_str());
+    return rows->select("select grp_name from drive_groups, hw_drives where "
+                        "drive_groups.grp_id=hw_drives.grp_id and hw_drives.drive_num='%s'",
+                        SqlText(drive).c_str());
+}
+
 } // namespace
 
 SplitLabel split_label(std::string_view media_info)
@@ -89,17 +108,17 @@ int32_t i_GET_DRIVES_OF_POOL(const char *pool, char *drives_out, TraceContext tr
     TraceScope scope(trace, kTraceMain, "+++ i_GET_DRIVES_OF_POOL  %s", text_or_empty(pool));
     DriveList drives;
     MediaMessage msg;
-    Rows rows("DrivesPool", trace);
+    Rows rows("DrivesPool", scope.context());
     if (!rows.select("select drive_num from hw_drives where grp_id=(select drive_grp from media_pools where "
                      "name='%s')",
                      SqlText(pool).c_str()))
-        trap_db_err("i_GET_DRIVES_OF_POOL: select from hw_drives", rows.message(), trace, 0);
+        trap_db_err("i_GET_DRIVES_OF_POOL: select from hw_drives", rows.message(), scope.context(), 0);
     for (int32_t row = 1; row <= rows.count(); ++row) {
         DriveText drive;
         rows.text(row, "drive_num", drive);
         append_drive(&drives, drive.view());
     }
-    if (rows.empty()) {
+    if (rows.empty() && !rows.failed()) {
         message_to<Msg::kNoDrivesForPool>(msg.data(), msg.size(), text_or_empty(pool));
         prot_message<Msg::kNoDrivesForPool>(text_or_empty(pool));
     }
@@ -111,28 +130,17 @@ int32_t i_GET_DRIVES_OF_POOL(const char *pool, char *drives_out, TraceContext tr
 int32_t i_GET_DRIVE_GROUP(const char *media_pool, const char *drive_num, char *grp_name_out,
                           TraceContext trace)
 {
-    const std::string_view pool = text_or_empty(media_pool), drive = text_or_empty(drive_num);
-    TraceScope scope(trace, kTraceMain, "+++ i_GET_DRIVE_GROUP %s",
-                     pool.empty() && drive.empty()
-                         ? "ERROR: Called with empty media_pool and empty drive_group"
-                     : pool.empty() ? drive.data()
-                                    : pool.data());
-    copy_text(grp_name_out, TAMBA_GROUP_SIZE, "");
-    if (pool.empty() && drive.empty())
-        return scope.leave(0, "--- i_GET_DRIVE_GROUP: %s (%d rows)", "", 0);
-    Rows rows("DriveGroup", trace);
-    const bool selected =
-        pool.empty() ? rows.select("select grp_name from drive_groups, hw_drives where "
-                                   "drive_groups.grp_id=hw_drives.grp_id and hw_drives.drive_num='%s'",
-                                   SqlText(drive_num).c_str())
-                     : rows.select("select grp_name from drive_groups, media_pools where "
-                                   "drive_groups.grp_id=media_pools.drive_grp and media_pools.name='%s'",
-                                   SqlText(media_pool).c_str());
-    if (!selected)
-        trap_db_err("i_GET_DRIVE_GROUP: select from drive_groups", rows.message(), trace, 0);
+    media_pool = text_or_empty(media_pool);
+    drive_num = text_or_empty(drive_num);
+    TraceScope scope = enter_drive_group(media_pool, drive_num, trace);
+    Rows rows("DriveGroup", scope.context());
     FixedText<TAMBA_GROUP_SIZE> group;
-    if (!rows.empty())
-        rows.text(1, "grp_name", group);
+    if (*media_pool != '\0' || *drive_num != '\0') {
+        if (!select_drive_group(&rows, media_pool, drive_num))
+            trap_db_err("i_GET_DRIVE_GROUP: select from drive_groups", rows.message(), scope.context(), 0);
+        else if (!rows.empty())
+            rows.text(1, "grp_name", group);
+    }
     copy_text(grp_name_out, TAMBA_GROUP_SIZE, group.view());
     return scope.leave(rows.count(), "--- i_GET_DRIVE_GROUP: %s (%d rows)", group.c_str(), rows.count());
 }

@@ -24,34 +24,38 @@ const char *first_row_only()
     return read_global("gv_db_type", &type) && type.view() == "sqlite" ? " limit 1" : "";
 }
 
-using DriveClause = FixedText<512>;
+using Clause = FixedText<512>;
 
-// Nothing for any drive.  drive holds digits and commas.
-DriveClause drive_clause(std::string_view drive)
+Clause media_clause(const char *media_info, bool is_label)
 {
-    DriveClause clause;
-    if (drive.empty())
-        return clause;
-    const bool list = is_drive_list(drive);
-    clause.append(list ? " and drive_num in ("
-                       : " and drive_num in (select drive_num from hw_drives where name=(select name from "
-                         "hw_drives where drive_num=");
-    clause.append(drive);
-    clause.append(list ? ")" : "))");
+    Clause clause;
+    clause.format(is_label ? " label='%s'" : " pool='%s'", SqlText(media_info).c_str());
     return clause;
 }
 
-// End of life is tested the other way round than when media are searched for overwriting: a prepared medium got its
-// date when it was initialised for this backup chain, and serves it until then.
-bool select_prepared(Rows *rows, const char *now, std::string_view drive, const char *media_info,
+// Nothing for any drive.  drive holds digits and commas.  A single drive stands for every drive of its device
+// name: one device can be configured for several hosts.
+Clause drive_clause(const DriveList &drive)
+{
+    Clause clause;
+    if (is_drive_list(drive.view()))
+        clause.format(" and drive_num in (%s)", drive.c_str());
+    else if (!drive.empty())
+        clause.format(" and drive_num in (select drive_num from hw_drives where name="
+                      "(select name from hw_drives where drive_num=%s))",
+                      drive.c_str());
+    return clause;
+}
+
+// End of life is tested the other way round than when media are searched for overwriting: a prepared medium
+// got its date when it was initialised for this backup chain, and serves it until then.
+bool select_prepared(Rows *rows, const char *now, const DriveList &drive, const char *media_info,
                      bool is_label)
 {
     return rows->select(
-        "select label,drive_num from media where eom_state!='y' and (close_tape!='y' or close_tape "
-        "is NULL) and sperrkz!='-' and init_flag!='y' and eol > '%s' and %s='%s'%s order by sichtag "
-        "desc, folgekass desc%s",
-        now, is_label ? "label" : "pool", SqlText(media_info).c_str(), drive_clause(drive).c_str(),
-        first_row_only());
+        "select label,drive_num from media where eom_state!='y' and (close_tape!='y' or close_tape is NULL) "
+        "and sperrkz!='-' and init_flag!='y' and eol > '%s' and%s%s order by sichtag desc, folgekass desc%s",
+        now, media_clause(media_info, is_label).c_str(), drive_clause(drive).c_str(), first_row_only());
 }
 
 struct FoundMedium {
@@ -70,7 +74,7 @@ FoundMedium newest_prepared(const DriveList &drive, const char *media_info, bool
     if (!drive.empty() && !is_number_list(drive.view()))
         return medium; // no drive has such a number, and the statement takes it without quotes
     Rows rows("PrepMedia", scope.context());
-    if (!select_prepared(&rows, now.c_str(), drive.view(), media_info, is_label)) {
+    if (!select_prepared(&rows, now.c_str(), drive, media_info, is_label)) {
         trap_db_err("GET_PREPARED_MEDIA", rows.message(), scope.context(), 0);
         msg->assign(rows.message());
         return medium;
@@ -123,18 +127,17 @@ bool read_loader(const char *drive, DriveText *loader, TraceScope &scope)
 // The last condition that holds gives the message.
 bool is_usable(const char *label, const MediumState &state, MediaMessage *msg)
 {
-    bool usable = true;
-    const auto unless = [&](bool condition, const char *before, const char *behind) {
-        if (!condition)
-            return;
-        usable = false;
-        msg->format("%s%s%s", before, label, behind);
-    };
-    unless(state.eom_state.view() == "y", "label ", " is in eom state");
-    unless(state.sperrkz.view() == "-", "label ", " is write protected via sperrkz");
-    unless(state.init_flag.view() == "y", "init for label ", " is active");
-    unless(state.close_tape.view() == "y", "label ", " is closed");
-    return usable;
+    const bool full = state.eom_state.view() == "y", locked = state.sperrkz.view() == "-";
+    const bool initialising = state.init_flag.view() == "y", closed = state.close_tape.view() == "y";
+    if (full)
+        msg->format("label %s is in eom state", label);
+    if (locked)
+        msg->format("label %s is write protected via sperrkz", label);
+    if (initialising)
+        msg->format("init for label %s is active", label);
+    if (closed)
+        msg->format("label %s is closed", label);
+    return !(full || locked || initialising || closed);
 }
 
 bool is_available(const char *drive, const char *label, MediaMessage *msg, TraceScope &scope)

@@ -36,8 +36,8 @@ TAMBA_API int32_t i_SPLIT_LABEL(const char *text, char *pool, int32_t *number);
  * Returns 1, or 0: neither medium nor drive given, no default pool, or no medium could be prepared.  A
  * prepared medium that turns out not to be available is closed in the catalogue ("close_tape") and a new one
  * takes its place.  Waits for a running end-of-media handling of the drive (semaphore "tbs_eom_" and
- * drive_num as given), holds that semaphore until it returns, and waits for tb_init. Threads: one call at a
- * time per process (catalogue, environment). */
+ * drive_num as given), holds that semaphore until it returns, and waits for tb_init.
+ * Threads: as i_setenv_tamba. */
 TAMBA_API int32_t i_CHECK_MEDIUM_FOR_BACKUP(char *drive_num, char *media_info, const char *job, char *msg,
                                             TraceContext trace);
 
@@ -51,7 +51,7 @@ TAMBA_API int32_t i_CHECK_MEDIUM_FOR_BACKUP(char *drive_num, char *media_info, c
  * msg         TAMBA_MEDIA_MSG_SIZE; receives the reason of a 0: W001-TBC_COM when there is none
  *
  * Returns 1 found, 0 none found or catalogue not readable; drive and media_info are then unchanged.
- * Threads: as the catalogue, one statement at a time per process. */
+ * Thread-safe. */
 TAMBA_API int32_t GET_PREPARED_MEDIA(char *drive, char *media_info, int32_t is_label, char *msg,
                                      TraceContext trace);
 
@@ -63,7 +63,7 @@ TAMBA_API int32_t GET_PREPARED_MEDIA(char *drive, char *media_info, int32_t is_l
  * pool, job  for the trace
  * msg        TAMBA_MEDIA_MSG_SIZE; receives the finding, in English
  *
- * Returns 1 available, 0 not available, unknown or catalogue not readable.  Threads: as the catalogue. */
+ * Returns 1 available, 0 not available, unknown or catalogue not readable.  Thread-safe. */
 TAMBA_API int32_t CHECK_AVAILABILITY_OF_MEDIUM(const char *drive, const char *label, const char *pool,
                                                const char *job, char *msg, TraceContext trace);
 
@@ -87,8 +87,8 @@ TAMBA_API int32_t RESTART_INIT(const char *drive, const char *job, const char *m
  * drives_out  TAMBA_DRIVE_LIST_SIZE; receives the drive numbers, each followed by a comma; a number that does
  *             not fit is left out
  *
- * Returns the number of drives; 0, with the protocol message E005-TBC_COM, when there are none.
- * Threads: as the catalogue. */
+ * Returns the number of drives; 0, with the protocol message E005-TBC_COM, when there are none, and 0 when
+ * the catalogue is not readable.  Thread-safe. */
 TAMBA_API int32_t i_GET_DRIVES_OF_POOL(const char *pool, char *drives_out, TraceContext trace);
 
 /* Names the drive group of a pool or, without a pool, of a drive.
@@ -98,7 +98,7 @@ TAMBA_API int32_t i_GET_DRIVES_OF_POOL(const char *pool, char *drives_out, Trace
  * grp_name_out  TAMBA_GROUP_SIZE; receives the name, "" when there is none
  *
  * Returns the number of groups found; 0 when there is none, both arguments are "" or the catalogue is not
- * readable.  Threads: as the catalogue. */
+ * readable.  Thread-safe. */
 TAMBA_API int32_t i_GET_DRIVE_GROUP(const char *media_pool, const char *drive_num, char *grp_name_out,
                                     TraceContext trace);
 

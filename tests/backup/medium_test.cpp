@@ -137,6 +137,9 @@ TEST_F(MediumChoice, FailsWithoutACatalogue)
     EXPECT_EQ(calls(site).size(), 1u) << "no medium found, so tb_init had its try";
     char msg[TAMBA_MEDIA_MSG_SIZE];
     EXPECT_EQ(CHECK_AVAILABILITY_OF_MEDIUM("3", "DAILY00012", "DAILY", "job", msg, trace), 0);
+    char drives[TAMBA_DRIVE_LIST_SIZE];
+    EXPECT_EQ(i_GET_DRIVES_OF_POOL("DAILY", drives, trace), 0);
+    EXPECT_EQ(protocol().find("FIND_DRIVES_OF_POOL"), std::string::npos) << "nobody knows that it has none";
     char drive[TAMBA_DRIVE_SIZE] = "3", media_info[TAMBA_LABEL_SIZE] = "DAILY";
     EXPECT_EQ(GET_PREPARED_MEDIA(drive, media_info, 0, msg, trace), 0);
     EXPECT_STREQ(msg, "file is not a database");
