@@ -33,6 +33,9 @@ PlError pl_last_error();
 // Puts an error back, so that a service that only observes (the trace) leaves no mark.
 void pl_restore_error(PlError error);
 
+// Sets the last error, and errno, as a call that failed for this reason leaves them on this platform.
+void pl_fail_as(PlKind kind);
+
 // Writes the system's text of a native number into out (cut, terminated, no line end) and returns its length;
 // 0 when the system has none.
 size_t pl_error_text(int32_t number, char *out, size_t size);

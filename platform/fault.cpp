@@ -31,6 +31,6 @@ bool pl_fault()
     ++g_calls;
     if (g_countdown == 0 || --g_countdown != 0)
         return false;
-    pl_restore_error({g_kind, g_kind});
+    pl_fail_as(static_cast<PlKind>(g_kind.load()));
     return true;
 }

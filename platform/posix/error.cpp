@@ -47,6 +47,40 @@ PlKind kind_of(int number)
     }
 }
 
+int number_of(PlKind kind)
+{
+    switch (kind) {
+    case PL_OK:
+        return 0;
+    case PL_FILE_NOT_FOUND:
+    case PL_PATH_NOT_FOUND:
+        return ENOENT;
+    case PL_ACCESS_DENIED:
+        return EACCES;
+    case PL_INVALID_HANDLE:
+        return EBADF;
+    case PL_NO_MEMORY:
+        return ENOMEM;
+    case PL_LOCK_VIOLATION:
+        return EAGAIN;
+    case PL_INVALID_PARAMETER:
+        return EINVAL;
+    case PL_BROKEN_PIPE:
+        return EPIPE;
+    case PL_DISK_FULL:
+        return ENOSPC;
+    case PL_WAIT_EXPIRED:
+        return ETIMEDOUT;
+    case PL_ALREADY_EXISTS:
+        return EEXIST;
+    case PL_MORE_DATA:
+        return EMSGSIZE;
+    case PL_OTHER:
+        break;
+    }
+    return EIO;
+}
+
 size_t copy_out(const char *text, char *out, size_t size)
 {
     if (size == 0)
@@ -67,6 +101,12 @@ PlError pl_last_error()
 void pl_restore_error(PlError error)
 {
     t_last_error = error;
+}
+
+void pl_fail_as(PlKind kind)
+{
+    errno = number_of(kind);
+    pl_fail(kind, errno);
 }
 
 size_t pl_error_text(int32_t number, char *out, size_t size)

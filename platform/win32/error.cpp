@@ -81,6 +81,12 @@ void pl_restore_error(PlError error)
     t_last_error = error;
 }
 
+void pl_fail_as(PlKind kind)
+{
+    // The kinds carry this platform's numbers.
+    pl_fail(kind, kind == PL_OTHER ? ERROR_GEN_FAILURE : static_cast<uint32_t>(kind));
+}
+
 size_t pl_error_text(int32_t number, char *out, size_t size)
 {
     constexpr DWORD kFlags = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;

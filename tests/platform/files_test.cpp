@@ -4,6 +4,7 @@
 #include <platform/fault.h>
 #include <platform/files.h>
 
+#include <cerrno>
 #include <filesystem>
 
 namespace fs = std::filesystem;
@@ -74,6 +75,11 @@ TEST_F(Files, AnExchangeThatFailsLeavesTheOldContentAndNothingBeside)
 
 TEST_F(Files, AFullDeviceIsNamed)
 {
+    pl_fault_arm(1, PL_DISK_FULL); // an injected one like a real one
+    EXPECT_TRUE(pl_fault());
+    pl_fault_arm(0, PL_OTHER);
+    EXPECT_EQ(errno, ENOSPC);
+    EXPECT_EQ(pl_last_error().number, fs::exists("/dev/full") ? ENOSPC : PL_DISK_FULL);
     if (!fs::exists("/dev/full"))
         GTEST_SKIP() << "no device that is always full";
     int32_t error = 0;
