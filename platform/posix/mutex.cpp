@@ -133,7 +133,10 @@ Descriptor open_lock_file(std::string_view name)
 PlMutex pl_mutex_create(const char *name, TB_HANDLE *handle)
 {
     *handle = nullptr;
-    const std::string_view text = name ? name : "";
+    std::string_view text = name ? name : "";
+    constexpr std::string_view kDefaultSpace = "Local\\"; // says what a plain name means anyway
+    if (text.starts_with(kDefaultSpace))
+        text.remove_prefix(kDefaultSpace.size());
     if (pl_fault() || !is_valid(text))
         return PlMutex::failed;
     Descriptor fd;

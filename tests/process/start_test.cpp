@@ -272,6 +272,7 @@ TEST_F(Start, LockForProcessKeepsOrOnlyTests)
     EXPECT_EQ(std::string(message), occupied.substr(0, 9));
     Child second("avoid_multi_process", {name});
     EXPECT_EQ(second.wait(), 1);
+    EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('t', ("Local\\" + name).c_str(), message, sizeof message), 0);
     EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('+', "no\\such\\place", message, sizeof message), 0);
     EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('+', std::string(1000, 'n').c_str(), nullptr, 0), 0);
     EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('+', "", message, sizeof message), 1);
