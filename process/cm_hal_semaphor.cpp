@@ -23,7 +23,6 @@ namespace {
 constexpr size_t kHolderTextSize = 513; // what an inquiry reads of the file, and the terminator
 constexpr size_t kErrorTextSize = 256;
 constexpr size_t kUnknownLength = SIZE_MAX;
-constexpr char kWorkPrefix[] = "gv_rw_work:";
 
 using ErrorText = FixedText<kErrorTextSize>;
 using SemaPath = FixedText<TAMBA_RESOLVE_SIZE>;
@@ -109,7 +108,7 @@ public:
         : record_(record), caller_(caller), trace_(trace), ini_(ini),
           pid_(static_cast<int32_t>(pl_process_id()))
     {
-        path_.format("%ssem\\%s.sem", kWorkPrefix, file_word(record.name).c_str());
+        path_.format("gv_rw_work:sem\\%s.sem", file_word(record.name).c_str());
         resolve_path_n(path_.data(), path_.size(), ini);
         trace_at(trace_, kTraceDetail, "sema file name: '%s'", path_.c_str());
     }
@@ -215,8 +214,11 @@ int32_t Operation::not_opened()
 {
     const PlError error = pl_last_error();
     if (error.kind == PL_FILE_NOT_FOUND || error.kind == PL_PATH_NOT_FOUND) {
-        trace_at(trace_, kTraceDetail, "sema file %s does not exist", path_.c_str());
-        if (error.kind == PL_PATH_NOT_FOUND)
+        // A file is missing until its first use; a missing directory deserves more attention.
+        const bool no_directory = error.kind == PL_PATH_NOT_FOUND;
+        trace_at(trace_, no_directory ? kTraceMain : kTraceDetail, "sema file %s does not exist",
+                 path_.c_str());
+        if (no_directory)
             make_directory();
         return 0;
     }
@@ -227,15 +229,14 @@ int32_t Operation::not_opened()
 
 void Operation::make_directory()
 {
-    SemaPath directory;
-    directory.format("%ssem", kWorkPrefix);
+    SemaPath directory("gv_rw_work:sem");
     resolve_path_n(directory.data(), directory.size(), ini_);
     FixedText<TAMBA_RESOLVE_SIZE + 64> text;
     text.format("directory %s is missing", directory.c_str());
     sema_report(SemaSeverity::warning, text.c_str(), caller_, trace_);
     // A work directory that is not configured left its name: that would become a directory in the working
     // directory.
-    if (directory.view().starts_with(kWorkPrefix))
+    if (directory.view().starts_with("gv_rw_work:"))
         return;
     trace_at(trace_, kTraceMain, "try to create directory %s", directory.c_str());
     if (pl_make_dir(directory.c_str()) || pl_last_error().kind == PL_ALREADY_EXISTS)

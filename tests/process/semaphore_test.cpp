@@ -275,6 +275,7 @@ TEST_F(Semaphore, MissingDirectoryIsCreatedOnlyWhereItIsConfigured)
     EXPECT_EQ(inquire("eom"), 0);
     EXPECT_TRUE(exists("work/sem"));
     const std::string traced = read("lgc/tb_sem_eom.lgc");
+    EXPECT_NE(traced.find("eom.sem does not exist\n"), std::string::npos) << traced;
     EXPECT_NE(traced.find("WARNING: directory " + path("work/sem") + " is missing: (2) "), std::string::npos)
         << traced;
     fs::remove_all(path("work"));
