@@ -7,15 +7,13 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 
 namespace {
 
 constexpr size_t kErrorTextSize = 256;
 
-[[noreturn]] void end_with(const char *result_line)
+[[noreturn]] void end_without_lock()
 {
-    std::printf("STATUS=ERROR MSG=%s\n", result_line);
     std::fflush(stdout);
     std::exit(1);
 }
@@ -33,17 +31,17 @@ void AVOID_MULTI_PROCESS(const char *name)
         return;
     }
     const PlError error = pl_last_error();
-    std::string line = std::string("MUTEX ") + lock + " is yet occupied";
     if (result == PlMutex::existed || error.kind == PL_INVALID_HANDLE) {
-        own_trace("--- %s (%s)", line.c_str(),
+        own_trace("--- MUTEX %s is yet occupied (%s)", lock,
                   result == PlMutex::existed ? "ERROR_ALREADY_EXISTS" : "ERROR_INVALID_HANDLE");
-        end_with(line.c_str());
+        std::printf("STATUS=ERROR MSG=MUTEX %s is yet occupied\n", lock);
+        end_without_lock();
     }
     char reason[kErrorTextSize];
     pl_error_text(error.number, reason, sizeof reason);
-    line.append(": ").append(reason);
-    own_trace("--- %s", line.c_str());
-    end_with(line.c_str());
+    own_trace("--- MUTEX %s is yet occupied: %s", lock, reason);
+    std::printf("STATUS=ERROR MSG=MUTEX %s is yet occupied: %s\n", lock, reason);
+    end_without_lock();
 }
 
 int32_t i_GET_LOCK_FOR_PROCESS(char mode, const char *name, char *msg, int32_t size)

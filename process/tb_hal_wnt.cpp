@@ -18,37 +18,13 @@ namespace {
 constexpr int32_t kNotWaitedFor = -1;
 constexpr int32_t kNotStarted = -2;
 constexpr int32_t kNoProgram = -3;
-constexpr size_t kProgramPathSize = 1024;
 
-enum class Program { as_it_stands, executable, script, missing };
-
-// Looks for a program of the system: without a "." in its name it lies in the program directory, as a program
-// or as a script; any other name is the operating system's business.
-Program find_program(const std::string &word, std::string *path)
+// The text of a program's path or command, as long as it takes.
+std::string composed(const char *format, const char *directory, const char *word, const char *rest)
 {
-    if (word.find('.') != std::string::npos)
-        return Program::as_it_stands;
-    char candidate[kProgramPathSize];
-    for (const auto &[ending, kind] :
-         {std::pair{".exe", Program::executable}, std::pair{".cmd", Program::script}}) {
-        const bool known =
-            path_below_global("gv_ro_bin", (word + ending).c_str(), candidate, sizeof candidate);
-        if (word.empty() || !known || !pl_file_exists(candidate))
-            continue;
-        *path = candidate;
-        return kind;
-    }
-    return Program::missing;
-}
-
-bool has_blank(const std::string &path)
-{
-    return path.find(' ') != std::string::npos;
-}
-
-std::string in_quotes(const std::string &text)
-{
-    return "\"" + text + "\"";
+    std::string text(format_text(nullptr, 0, format, directory, word, rest), '\0');
+    format_text(text.data(), text.size() + 1, format, directory, word, rest);
+    return text;
 }
 
 // Starts the process and waits for its end.
@@ -119,7 +95,8 @@ void trace_exit_code(TB_HANDLE handle, bool is_thread, TraceContext &trace)
 
 int32_t still_running(TB_HANDLE handle, bool is_thread, TraceContext &trace)
 {
-    switch (pl_wait(handle, 0)) {
+    const PlWait outcome = pl_wait(handle, 0);
+    switch (outcome) {
     case PlWait::timed_out:
         trace_at(trace, kTraceDetail, "got WAIT_TIMEOUT: child is running");
         return 1;
@@ -130,10 +107,13 @@ int32_t still_running(TB_HANDLE handle, bool is_thread, TraceContext &trace)
     case PlWait::abandoned:
         trace_at(trace, kTraceMain, "WARNING: pid_exist: got not expected WAIT_ABANDONED");
         return 0;
-    default:
+    case PlWait::failed:
         trace_at(trace, kTraceMain, "WARNING: pid_exist: got not expected WAIT_FAILED");
         return 0;
     }
+    trace_at(trace, kTraceMain, "WARNING: pid_exist: got unknown WaitForSingleObject() return: %ld",
+             static_cast<long>(outcome));
+    return 0;
 }
 
 } // namespace
@@ -163,21 +143,26 @@ int32_t start_proc(const char *cmd)
     const std::string_view text = text_or_empty(cmd);
     const std::string command(text.substr(std::min(text.find_first_not_of(' '), text.size())));
     const size_t blank = std::min(command.find(' '), command.size());
+    const std::string word = command.substr(0, blank);
     const std::string rest = command.substr(blank); // begins with its blank: two stand before the arguments
-    std::string path;
-    switch (find_program(command.substr(0, blank), &path)) {
-    case Program::as_it_stands:
+    // Without a "." in its name it is a program of the system, as a process or as a script; any other name is
+    // the operating system's business.
+    if (word.find('.') != std::string::npos)
         return run_process(command);
-    case Program::executable:
-        return run_process((has_blank(path) ? in_quotes(path) : path) + " " + rest);
-    case Program::script:
-        // The command interpreter drops the outer quotes of a command that begins with a quote: it gets a
-        // pair for that.
-        return pl_shell(
-            (has_blank(path) ? in_quotes(in_quotes(path) + " " + rest) : path + " " + rest).c_str());
-    default:
+    GlobalValue directory;
+    if (word.empty() || !read_global("gv_ro_bin", &directory))
         return kNoProgram;
-    }
+    const auto completed = [&](const char *format) {
+        return composed(format, directory.c_str(), word.c_str(), rest.c_str());
+    };
+    const bool quoted = directory.view().find(' ') != std::string_view::npos;
+    if (pl_file_exists(completed("%s%s.exe").c_str()))
+        return run_process(completed(quoted ? R"("%s%s.exe" %s)" : "%s%s.exe %s"));
+    // The command interpreter drops the outer quotes of a command that begins with a quote: it gets a pair
+    // for that.
+    if (pl_file_exists(completed("%s%s.cmd").c_str()))
+        return pl_shell(completed(quoted ? R"(""%s%s.cmd" %s")" : "%s%s.cmd %s").c_str());
+    return kNoProgram;
 }
 
 int32_t start_exe(const char *cmd, TraceContext trace)
@@ -211,7 +196,7 @@ int32_t i_KILL_PROCESS(const char *ref_text)
         return 1; // a shell command made of anything else could do anything
     if (reference > 0) {
         FixedText<21> command;
-        command.format("tb_kill %d", reference);
+        command.format("tb_kill %s", std::to_string(reference).c_str());
         pl_shell(command.c_str());
     } else if (reference < 0) {
         pl_thread_end(thread_of(reference), 0);
