@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr char kStoreKey[] = "SOFTWARE\\Korvel\\tamba\\GLBV";
+constexpr char kAllVariables[] = "SOFTWARE\\Korvel\\tamba\\GLBV";
 constexpr char kUnknown[] = "???";
 constexpr size_t kKeySize = 128;       // registry keys are cut at 127 characters
 constexpr size_t kFileValueSize = 256; // what a file gives to the caller
@@ -22,11 +22,10 @@ char g_written[kWrittenValueSize];
 
 using VariableKey = FixedText<kKeySize>;
 
-VariableKey variable_key(std::string_view name)
+VariableKey variable_key(const char *name)
 {
-    VariableKey key(kStoreKey);
-    key.append("\\");
-    key.append(name);
+    VariableKey key;
+    key.format("SOFTWARE\\Korvel\\tamba\\GLBV\\%s", name);
     return key;
 }
 
@@ -38,7 +37,7 @@ char *unknown(char *value)
 
 char *invalid_service(char function, char *value)
 {
-    format_text(value, value ? TAMBA_GLBV_SIZE : 0, "??? invalid service %c", function);
+    format_text(value, TAMBA_GLBV_SIZE, "??? invalid service %c", function);
     return value;
 }
 
@@ -49,13 +48,13 @@ void delete_matching(std::string_view pattern)
     const std::string head(pattern.substr(0, star)), tail(pattern.substr(star + 1));
     char name[kKeySize];
     uint32_t index = 0;
-    while (pl_reg_enum(kStoreKey, index, name, sizeof name)) {
+    while (pl_reg_enum(kAllVariables, index, name, sizeof name)) {
         const std::string_view found = name;
         const bool matches =
             found.find(head) != std::string_view::npos && found.find(tail) != std::string_view::npos;
         // The next key moves to this index when the deletion succeeded; a key that cannot be deleted stays
         // behind.
-        if (!matches || !pl_reg_delete_key(variable_key(found).c_str()))
+        if (!matches || !pl_reg_delete_key(variable_key(name).c_str()))
             ++index;
     }
 }
@@ -73,7 +72,7 @@ char *registry_variable(char function, const char *name, char *value)
             pl_reg_delete_key(key.c_str());
         return value;
     case 'w': {
-        const FixedText<kWrittenValueSize> bounded(text_or_empty(value));
+        const FixedText<kWrittenValueSize> bounded{std::string_view(value)};
         return pl_reg_write(key.c_str(), "", bounded.c_str()) ? value : unknown(value);
     }
     case 'd':
@@ -104,7 +103,7 @@ bool read_joined_lines(const char *path, char *value)
 
 char *write_file_variable(const char *path, bool known, const char *value)
 {
-    copy_text(g_written, sizeof g_written, text_or_empty(value));
+    copy_text(g_written, sizeof g_written, value);
     FILE *const file = known ? pl_fopen(path, "w") : nullptr;
     if (file)
         std::fputs(g_written, file);
@@ -115,10 +114,11 @@ char *write_file_variable(const char *path, bool known, const char *value)
 
 char *file_variable(char function, const char *name, char *value)
 {
-    FixedText<TAMBA_GLBV_SIZE> file_name(name);
-    file_name.append(".sgv");
-    char path[2 * TAMBA_GLBV_SIZE];
-    const bool known = path_below_global("gv_rw_glbv", file_name.c_str(), path, sizeof path);
+    GlobalValue directory;
+    const bool known = read_global("gv_rw_glbv", &directory);
+    const FixedText<TAMBA_GLBV_SIZE> bounded(name); // the ending is never cut: it keeps other files apart
+    char path[2 * TAMBA_GLBV_SIZE + 8];
+    format_text(path, sizeof path, "%s%s.sgv", directory.c_str(), bounded.c_str());
     switch (function) {
     case 'r':
     case 'R':
@@ -157,8 +157,18 @@ template <class Lookup> bool replace_leading_name(char *text, size_t size, Looku
 
 } // namespace
 
+char *buffer_or_own(char *value)
+{
+    thread_local char own[TAMBA_GLBV_SIZE];
+    if (value)
+        return value;
+    own[0] = '\0';
+    return own;
+}
+
 char *glbv(const char *function, const char *name, char *value)
 {
+    value = buffer_or_own(value);
     const char letter = text_or_empty(function)[0];
     const char *const variable = text_or_empty(name);
     if (letter == 'r' && std::strcmp(variable, "MyVersion") == 0) {
@@ -173,15 +183,6 @@ char *glbv(const char *function, const char *name, char *value)
 bool read_global(const char *name, GlobalValue *value)
 {
     return glbv("r", name, value->data())[0] != '?';
-}
-
-bool path_below_global(const char *directory_name, const char *file_name, char *path, size_t path_size)
-{
-    GlobalValue directory;
-    if (!read_global(directory_name, &directory))
-        return false;
-    format_text(path, path_size, "%s%s", directory.c_str(), file_name);
-    return true;
 }
 
 int32_t resolve_glbv(char *text)

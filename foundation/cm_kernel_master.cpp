@@ -29,6 +29,7 @@ void remote_variable(char function, char *value)
 
 char *master_glbv(const char *function, const char *name, char *value)
 {
+    value = buffer_or_own(value);
     TraceContext context = own_context();
     v_set_log_main("tb_glbv.lgc", "TB_GLBV", &context);
     const std::string_view whole = text_or_empty(name);
@@ -42,6 +43,6 @@ char *master_glbv(const char *function, const char *name, char *value)
         result = glbv(function, variable, value);
     else
         remote_variable(text_or_empty(function)[0], value);
-    scope.leave(1, "--- GLBV: %s    value: %s ", variable, text_or_empty(result));
+    scope.leave(1, "--- GLBV: %s    value: %s ", variable, result);
     return result;
 }

@@ -6,12 +6,12 @@
 
 using GlobalValue = FixedText<TAMBA_GLBV_SIZE>;
 
-// Reads a variable; false when it is unknown (value then begins with "?").
+// Reads a variable; false when it is unknown (value then begins with "?": as a directory one platform refuses
+// it, the other would create files of such names in the working directory).
 bool read_global(const char *name, GlobalValue *value);
 
-// Joins a directory variable and a file name ("%s%s").  False when the variable is unknown: the name would
-// then begin with "???", which one platform refuses and the other would create in the working directory.
-bool path_below_global(const char *directory_name, const char *file_name, char *path, size_t path_size);
+// The caller's buffer, or an emptied one of the thread for a caller that has none.
+char *buffer_or_own(char *value);
 
 // resolve_path with a bound: rewrites text within size.  The second form looks into a reading of the ini file
 // that the caller has already.

@@ -66,16 +66,17 @@ TAMBA_API int32_t i_INI_SCAN(char *out);
  *           directory "gv_rw_glbv".  For "d", a "*" deletes every registry variable whose name contains the
  *           part before and the part after it.  "MyVersion" reads this library's version.
  * value     TAMBA_GLBV_SIZE; receives the value read ("gv_" variables up to 511 characters, files up to
- *           255), holds the value to write.  May be NULL for "d".
+ *           255), holds the value to write.  NULL: a buffer of the calling thread stands in, valid until its
+ *           next call without one ("w" then writes "").
  *
- * Returns value; for "w" on a file a static buffer.  A result that begins with "?" means that the variable
+ * Returns value, never NULL; for "w" on a file a static buffer.  A result that begins with "?" means that the variable
  * is unknown or could not be written.  Threads: reading is thread-safe; "w" on files shares the static
  * buffer. */
 TAMBA_API char *glbv(const char *function, const char *name, char *value);
 
 /* The same service on any host: name may be a host name, ":" and the variable's name.  This host and
- * "localhost" are served by glbv; failures on other hosts read "?? GLBV: ...".  value: TAMBA_GLBV_SIZE.
- * Returns value. */
+ * "localhost" are served by glbv; failures on other hosts read "?? GLBV: ...".  value: TAMBA_GLBV_SIZE
+ * or NULL, as for glbv.  Returns value, never NULL. */
 TAMBA_API char *master_glbv(const char *function, const char *name, char *value);
 
 /* Replaces a leading global variable, ended by ":" or the end of text, by its value.  text:

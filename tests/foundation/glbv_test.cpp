@@ -51,7 +51,11 @@ TEST_F(Glbv, WhatIsWrittenIsReadUntilItIsDeleted)
         EXPECT_EQ(call("d", c.name), "unchanged");
         EXPECT_EQ(call("r", c.name), "???") << c.name;
     }
-    EXPECT_EQ(glbv("d", "gv_a", nullptr), nullptr);
+    for (const auto service : {glbv, master_glbv})
+        for (const char *name : {"gv_a", "file", "MyVersion", "other.invalid:gv_a"})
+            for (const char *function : {"R", "w", "r", "d", "x"}) // callers look at the first character
+                EXPECT_NE(service(function, name, nullptr), nullptr) << function << name;
+    EXPECT_EQ(glbv("R", "gv_a", nullptr)[0], '?');
     EXPECT_FALSE(std::filesystem::exists(path("../x")));
 }
 
