@@ -163,7 +163,7 @@ int32_t info(char kind, int32_t slot, const char *text)
     const bool known = read_global("gv_rw_info", &directory);
     TraceContext context = own_context();
     v_set_log_main("tb_info.lgc", "TB_INFO", &context);
-    trace_at(context, kTraceMain, "TB_INFO: '%c' '%d' \"%s\"", kind, slot, text_or_empty(text));
+    trace_at(context, kTraceMain, R"(TB_INFO: '%c' '%d' "%s")", kind, slot, text_or_empty(text));
     if (!known) {
         std::fputs("ERROR: GLBV gv_rw_info undefined\n", stderr);
         trace_at(context, kTraceMain, "ERROR: GLBV gv_rw_info undefined");

@@ -74,7 +74,7 @@ int32_t i_FILE_CLOSE(int32_t error_number)
     if (!endangers_the_system(error_number))
         return 0;
     FixedText<kCommandSize> alarm;
-    alarm.format("tb_alarm FILE_SYSTEM \"%s\"", text);
+    alarm.format(R"(tb_alarm FILE_SYSTEM "%s")", text);
     pl_shell(alarm.c_str());
     pl_shell("tb_os_startup STOP");
     std::fprintf(stderr, "\n\nSHUTDOWN tamba2000 - problems with file system (%s) \n\n", text);

@@ -74,14 +74,6 @@ bool set_pgport(const IniFile &ini, bool database_program)
 
 using Directory = FixedText<kDirectorySize>;
 
-Directory directory_below(const Directory &root, const char *rest)
-{
-    Directory directory;
-    directory.format("%s%s", root.c_str(), rest);
-    pl_native_path(directory.data());
-    return directory;
-}
-
 int32_t extend_path(const Directory &root, bool database_program, bool media_server)
 {
     const char *const present = pl_getenv("PATH");
@@ -91,9 +83,12 @@ int32_t extend_path(const Directory &root, bool database_program, bool media_ser
     struct {
         Directory directory;
         bool wanted;
-    } const candidates[] = {{directory_below(root, "bin\\tamba"), true},
-                            {directory_below(root, "bin\\db"), database_program},
-                            {directory_below(root, "bin\\tbs"), media_server}};
+    } candidates[] = {{{}, true}, {{}, database_program}, {{}, media_server}};
+    candidates[0].directory.format("%sbin\\tamba", root.c_str());
+    candidates[1].directory.format("%sbin\\db", root.c_str());
+    candidates[2].directory.format("%sbin\\tbs", root.c_str());
+    for (auto &candidate : candidates)
+        pl_native_path(candidate.directory.data());
     std::string path = present;
     const size_t before = path.size();
     for (const auto &candidate : candidates)

@@ -15,6 +15,7 @@
 
 namespace {
 
+constexpr char kLineForm[] = "%2d:%02d:%02d#%s %s\n"; // time, indentation, text
 constexpr size_t kLineFormatSize = 1024;
 constexpr size_t kOwnLineSize = 2048;
 constexpr size_t kCopiedLine = 255;
@@ -45,13 +46,21 @@ private:
     const PlError error_ = pl_last_error();
 };
 
-FixedText<16> time_prefix()
+using Line = FixedText<kLineFormatSize>;
+
+std::tm time_of_line()
 {
     std::tm now{};
     pl_local_time(pl_now().seconds, &now);
-    FixedText<16> text;
-    text.format("%2d:%02d:%02d#", now.tm_hour, now.tm_min, now.tm_sec);
-    return text;
+    return now;
+}
+
+// The format begins with the conversions of hour, minute and second.
+template <class... More> Line timed_line(const std::tm &now, const char *format, More... more)
+{
+    Line line;
+    line.format(format, now.tm_hour, now.tm_min, now.tm_sec, more...);
+    return line;
 }
 
 void indent_less(TraceContext &context)
@@ -85,20 +94,23 @@ void emit(const TraceContext &context, const char *text, size_t length)
 
 // Copies a text file into the trace; each line loses its last character, the line end.  The file is read
 // before the first line is written: it may be the trace file itself.
-void copy_file(const TraceContext &context, const char *prefix, const char *name)
+void copy_file(const TraceContext &context, const std::tm &now, const char *name)
 {
     std::string content, traced, echoed;
+    const char *const indent = context.indent;
     if (pl_read_file(name, &content, kCopyLimit)) {
         LineReader lines(content, kCopiedLine, LineReader::keep_end);
         std::string_view line;
         while (lines.next(&line)) {
             line.remove_suffix(line.empty() ? 0 : 1);
-            traced.append(prefix).append(context.indent).append("    ").append(line).append("\n");
-            echoed.append(prefix).append(context.indent).append(" ").append(line).append("\n");
+            const FixedText<kCopiedLine + 1> text(line);
+            traced += timed_line(now, "%2d:%02d:%02d#%s    %s\n", indent, text.c_str()).view();
+            echoed += timed_line(now, kLineForm, indent, text.c_str()).view();
         }
     } else {
-        traced.append(prefix).append("   File ").append(name).append(" not found\n");
-        echoed.append(prefix).append(" File ").append(name).append(" not found\n");
+        const FixedText<kLineFormatSize / 2> shown(name); // leaves the rest of the line whole
+        traced = timed_line(now, "%2d:%02d:%02d#   File %s not found\n", shown.c_str()).view();
+        echoed = timed_line(now, "%2d:%02d:%02d# File %s not found\n", shown.c_str()).view();
     }
     // A trace file that cannot be opened ends the copy, the echo too.
     if (pl_append(context.path, traced.data(), traced.size(), nullptr) != PlAppend::not_opened &&
@@ -127,18 +139,17 @@ void write_formatted(const TraceContext &context, const char *line_format, va_li
 void write_trace_v(TraceContext &context, const char *format, va_list arguments)
 {
     const ErrorKeeper keeper;
-    const FixedText<16> prefix = time_prefix();
+    const std::tm now = time_of_line();
     if (format[0] == '-')
         indent_less(context);
+    Line line_format = timed_line(now, kLineForm, context.indent, format);
     if (std::strcmp(format, "COPY_FILE") == 0) {
         if (context.to_stderr)
-            std::fprintf(stderr, "%s%s COPY_FILE\n", prefix.c_str(), context.indent);
-        copy_file(context, prefix.c_str(), text_or_empty(va_arg(arguments, const char *)));
+            std::fputs(line_format.c_str(), stderr);
+        copy_file(context, now, text_or_empty(va_arg(arguments, const char *)));
         return;
     }
-    FixedText<kLineFormatSize> line_format;
-    if (format_text(line_format.data(), kLineFormatSize, "%s%s %s\n", prefix.c_str(), context.indent,
-                    format) >= kLineFormatSize)
+    if (line_format.length() == kLineFormatSize - 1)
         drop_incomplete_conversion(line_format.data());
     write_formatted(context, line_format.c_str(), arguments);
     if (format[0] == '+')
@@ -149,11 +160,10 @@ void write_trace_v(TraceContext &context, const char *format, va_list arguments)
 void write_text(TraceContext &context, const char *text)
 {
     const ErrorKeeper keeper;
-    const FixedText<16> prefix = time_prefix();
+    const std::tm now = time_of_line();
     if (text[0] == '-')
         indent_less(context);
-    FixedText<kLineFormatSize> line;
-    line.format("%s%s %s\n", prefix.c_str(), context.indent, text);
+    const Line line = timed_line(now, kLineForm, context.indent, text);
     emit(context, line.c_str(), line.length());
     if (text[0] == '+')
         indent_more(context);
@@ -252,7 +262,6 @@ int32_t trace_depth()
 }
 
 // ---- scopes
-// --------------------------------------------------------------------------------------------------------
 
 TraceScope::TraceScope(TraceContext &context, TraceLevel level, const char *format, ...)
     : context_(context), active_(traces(context, level))

@@ -58,10 +58,10 @@ void announce(TraceContext &context, const char *module)
                 context.level, static_cast<int>(pl_process_id()), parent);
 }
 
-void report_missing(const char *who, const char *key)
+void report_missing(const char *who, const char *key, const char *error_line)
 {
     prot_message<Msg::kSettingMissing>(who, key);
-    std::fprintf(stderr, "FATAL: SET_LOG_MAIN: %s not set", key);
+    std::fputs(error_line, stderr);
 }
 
 int32_t language_of(std::string_view name)
@@ -90,15 +90,16 @@ class LevelFile {
 public:
     explicit LevelFile(const LogSettings &settings) : configured_(settings.has_level_directory)
     {
-        FixedText<640> path(settings.level_directory.view());
-        path.append("debug.ini");
+        FixedText<640> path;
+        path.format("%sdebug.ini", settings.level_directory.c_str());
         file_ = pl_snapshot(path.c_str());
     }
 
     int32_t level(const char *module) const
     {
         if (!configured_)
-            report_missing("LOG_CHECK", "gv_rw_ini"); // each time; the working directory's file counts then
+            // Each time; the working directory's file counts then.
+            report_missing("LOG_CHECK", "gv_rw_ini", "FATAL: SET_LOG_MAIN: gv_rw_ini not set");
         const FixedText<128> name(text_or_empty(module));
         FixedText<130> prefix(name.view());
         for (char *c = prefix.data(); *c; ++c)
@@ -146,7 +147,7 @@ void set_log_main(const char *file, const char *module, TraceContext &context, c
         }
         fill_own_context(context);
     } else {
-        report_missing("SET_LOG_MAIN", "gv_rw_lgc");
+        report_missing("SET_LOG_MAIN", "gv_rw_lgc", "FATAL: SET_LOG_MAIN: gv_rw_lgc not set");
     }
     set_language(*settings, context);
 }

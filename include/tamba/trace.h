@@ -50,8 +50,8 @@ TAMBA_API int32_t log_check(const char *module);
  * Threads: lines are whole; the indentation is meaningful for one thread at a time. */
 TAMBA_API void WRITE_TRACE(TraceContext *ctx, const char *format, ...);
 
-/* Writes a line of at most 2047 characters to the library's own context when its level is above 1.  "%%" in
- * the finished text becomes "%"; any other "%" stays.  Silent before the first v_set_log_main. */
+/* Writes a line to the library's own context when its level is above 1; time, indentation and text are cut to
+ * 1023 characters.  "%%" in the finished text becomes "%"; any other "%" stays.  Silent before the first v_set_log_main. */
 TAMBA_API void trace(const char *format, ...) TAMBA_PRINTF(1, 2);
 
 TAMBA_END
