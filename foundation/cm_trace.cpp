@@ -187,6 +187,22 @@ void own_trace_v(const char *format, va_list arguments)
     own_text(text.c_str());
 }
 
+// The finished text counts as a format once more: callers wrote "%%%%" for one "%".  There are no arguments left, so any
+// other conversion stays as it stands.
+void interpret_again(const char *format, va_list arguments)
+{
+    FixedText<kOwnLineSize> text;
+    format_text_v(text.data(), kOwnLineSize, format, arguments);
+    char *to = text.data();
+    for (const char *from = text.c_str(); *from; ++from) {
+        if (from[0] == '%' && from[1] == '%')
+            ++from;
+        *to++ = *from;
+    }
+    *to = '\0';
+    own_text(text.c_str());
+}
+
 } // namespace
 
 void fill_own_context(const TraceContext &context)
@@ -213,21 +229,10 @@ void trace(const char *format, ...)
 {
     if (!own_traces())
         return;
-    FixedText<kOwnLineSize> text;
     va_list arguments;
     va_start(arguments, format);
-    format_text_v(text.data(), kOwnLineSize, text_or_empty(format), arguments);
+    interpret_again(text_or_empty(format), arguments);
     va_end(arguments);
-    // The finished text counts as a format once more: callers wrote "%%%%" for one "%".  There are no
-    // arguments left, so any other conversion stays as it stands.
-    char *to = text.data();
-    for (const char *from = text.c_str(); *from; ++from) {
-        if (from[0] == '%' && from[1] == '%')
-            ++from;
-        *to++ = *from;
-    }
-    *to = '\0';
-    own_text(text.c_str());
 }
 
 void trace_at(TraceContext &context, TraceLevel level, const char *format, ...)
@@ -274,10 +279,9 @@ TraceScope::TraceScope(TraceContext &context, TraceLevel level, const char *form
     va_end(arguments);
 }
 
-TraceScope::~TraceScope()
+void TraceScope::abandon()
 {
-    if (active_ && !left_)
-        WRITE_TRACE(&context_, "---");
+    WRITE_TRACE(&context_, "---");
 }
 
 int32_t TraceScope::leave(int32_t result, const char *format, ...)

@@ -31,7 +31,11 @@ class TraceScope {
 public:
     // format begins with "+++".  context outlives the scope; it is the function's own copy.
     TraceScope(TraceContext &context, TraceLevel level, const char *format, ...) TAMBA_PRINTF(4, 5);
-    ~TraceScope(); // a path that did not leave closes the nesting with a bare "---"
+    ~TraceScope() // a path that did not leave closes the nesting with a bare "---"
+    {
+        if (active_ && !left_)
+            abandon();
+    }
     TraceScope(const TraceScope &) = delete;
     TraceScope &operator=(const TraceScope &) = delete;
 
@@ -45,6 +49,8 @@ public:
     TraceContext &context() { return context_; }
 
 private:
+    void abandon();
+
     TraceContext &context_;
     const bool active_;
     bool left_ = false;
