@@ -85,7 +85,7 @@ int Database::open(DbMessage *msg)
         return SQLITE_CANTOPEN;
     }
     scope_.detail("call sqlite3_open( [%s] )", path.c_str());
-    const int code = sqlite3_open(path.c_str(), &handle_);
+    const int code = sqlite3_open(pl_library_path(path.c_str()).c_str(), &handle_);
     if (code != SQLITE_OK) {
         msg->assign(text_or_empty(sqlite3_errmsg(handle_)));
         scope_.note("sqlite3_open() Unable to open database \"%s\": %s", path.c_str(), msg->c_str());

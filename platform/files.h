@@ -41,6 +41,9 @@ bool pl_remove(const char *path);   // false and the last error on failure
 bool pl_make_dir(const char *path); // one level
 void pl_native_path(char *path);    // Linux: every "\" becomes "/"; Windows: nothing
 
+// The path for libraries that take file names in UTF-8 on Windows; Linux: the path as it stands.
+std::string pl_library_path(const char *path);
+
 const char *pl_null_device();
 char pl_path_list_separator(); // between the entries of PATH
 char pl_path_separator();      // inside a path, as PATH entries show it

@@ -85,7 +85,7 @@ using Connection = std::unique_ptr<sqlite3, int (*)(sqlite3 *)>;
 Connection open_catalogue(const Site &site)
 {
     sqlite3 *db = nullptr;
-    sqlite3_open(site.path("db/tamba_db.sdb").c_str(), &db);
+    sqlite3_open(pl_library_path(site.path("db/tamba_db.sdb").c_str()).c_str(), &db);
     sqlite3_busy_timeout(db, 10000);
     sqlite3_exec(db, "pragma synchronous=off", nullptr, nullptr,
                  nullptr); // a site need not survive a power cut

@@ -229,6 +229,11 @@ void pl_native_path(char *path)
             *path = '/';
 }
 
+std::string pl_library_path(const char *path)
+{
+    return path;
+}
+
 const char *pl_null_device()
 {
     return "/dev/null";

@@ -309,6 +309,19 @@ bool pl_make_dir(const char *path)
 
 void pl_native_path(char *) {}
 
+std::string pl_library_path(const char *path)
+{
+    // From the system's code page, in which all other functions take their paths.
+    const int wide_length = MultiByteToWideChar(CP_ACP, 0, path, -1, nullptr, 0);
+    std::wstring wide(static_cast<size_t>(std::max(wide_length, 1)), L'\0');
+    MultiByteToWideChar(CP_ACP, 0, path, -1, wide.data(), wide_length);
+    const int length = WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    std::string text(static_cast<size_t>(std::max(length, 1)), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), -1, text.data(), length, nullptr, nullptr);
+    text.pop_back(); // the terminator
+    return text;
+}
+
 const char *pl_null_device()
 {
     return "nul";

@@ -7,6 +7,8 @@
 #include <site/site.h>
 #include <tamba/tamba.h>
 
+#include "tests/support/system.h"
+
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -46,6 +48,7 @@ protected:
         if (!expect_complaints) {
             EXPECT_EQ(protocol().find("-DATABAS"), std::string::npos) << protocol();
         }
+        remove_registry(site.path("registry"));
         std::error_code ignored;
         std::filesystem::remove_all(site.root, ignored);
     }

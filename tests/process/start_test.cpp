@@ -1,5 +1,5 @@
 #include "tests/support/child.h"
-#include "tests/support/open_handles.h"
+#include "tests/support/system.h"
 #include "tests/support/test_site.h"
 
 #include <platform/files.h>

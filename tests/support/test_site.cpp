@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "tests/support/descriptors.h"
+#include "tests/support/system.h"
 
 namespace fs = std::filesystem;
 
@@ -83,6 +84,7 @@ void TestSite::SetUp()
 void TestSite::TearDown()
 {
     EXPECT_EQ(trace_depth(), 0) << "an entry line without its exit line";
+    remove_registry(path("registry"));
     std::error_code ignored;
     fs::remove_all(root_, ignored);
 }

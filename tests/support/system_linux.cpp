@@ -1,5 +1,5 @@
 // Descriptors: the entries of the folder in which the system shows them.
-#include "tests/support/open_handles.h"
+#include "tests/support/system.h"
 
 #include <filesystem>
 #include <iterator>
@@ -9,4 +9,10 @@ uint32_t open_handles()
     namespace fs = std::filesystem;
     return static_cast<uint32_t>(
         std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
+}
+
+void remove_registry(const std::string &name)
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(name, ignored);
 }

@@ -1,0 +1,11 @@
+// What the tests ask of the operating system itself, past the seam.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// How many files, locks, processes and the like this process has open, by the system's own count.
+uint32_t open_handles();
+
+// Removes what stands in the registry of a site: TAMBA_REGISTRY of that name.
+void remove_registry(const std::string &name);

@@ -1,0 +1,20 @@
+#include "tests/support/system.h"
+
+#include <algorithm>
+#include <windows.h>
+
+uint32_t open_handles()
+{
+    DWORD count = 0;
+    GetProcessHandleCount(GetCurrentProcess(), &count);
+    return count;
+}
+
+void remove_registry(const std::string &name)
+{
+    if (name.empty())
+        return;
+    std::string key = name;
+    std::replace(key.begin(), key.end(), '\\', '/');
+    RegDeleteTreeA(HKEY_CURRENT_USER, ("Software\\Korvel\\tamba test kit\\" + key).c_str());
+}
