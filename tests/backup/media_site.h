@@ -1,6 +1,8 @@
 // A simulated site for the tests of media: catalogue, seed and stand-in programs.
 #pragma once
 
+#include "tests/support/text.h"
+
 #include <foundation/trace_scope.h>
 #include <gtest/gtest.h>
 #include <platform/process.h>

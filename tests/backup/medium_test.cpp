@@ -24,7 +24,7 @@ TEST_F(MediumChoice, ClosesAMediumInAnotherLoaderAndPreparesOneOfItsPool)
     EXPECT_EQ(answer.label, "WEEKLY00005");
     EXPECT_EQ(value("select close_tape from media where label='WEEKLY00004'"), "y");
     EXPECT_EQ(calls(site), Lines{"tb_init -d 3 -m WEEKLY -L backup"});
-    EXPECT_NE(protocol().find("]: Starting tb_init -d 3 (WEEKLY)\n"), std::string::npos) << protocol();
+    EXPECT_TRUE(holds(protocol(), "]: Starting tb_init -d 3 (WEEKLY)\n"));
 }
 
 TEST_F(MediumChoice, ReportsTheMediumThatCouldNotBeReplacedAndItsDrive)
@@ -38,20 +38,18 @@ TEST_F(MediumChoice, ReportsTheMediumThatCouldNotBeReplacedAndItsDrive)
     EXPECT_EQ(answer.msg, "E022-TBC_COM Medium MONTHLY00007 currently is not available.");
 }
 
-struct NewMedium {
-    const char *drive, *media_info, *command, *drive_after, *label;
-};
-
 TEST_F(MediumChoice, PreparesANewMediumWhenNoneIsFound)
 {
     sql("update media set eom_state='y'");
-    const NewMedium cases[] = {
+    // clang-format off
+    const struct { const char *drive, *media_info, *command, *drive_after, *label; } cases[] = {
         {"3", "FRESH", "tb_init -d 3 -m FRESH -L backup", "3", "FRESH00001"},
-        {"3", "", "tb_init -d 3 -m DAILY -L backup", "3", "DAILY00016"},                // default pool
-        {"", "MONTHLY", "tb_init -d 1 -m MONTHLY -L backup", "1", "MONTHLY00008"},      // first of two drives
+        {"3", "", "tb_init -d 3 -m DAILY -L backup", "3", "DAILY00016"}, // default pool
+        {"", "MONTHLY", "tb_init -d 1 -m MONTHLY -L backup", "1", "MONTHLY00008"}, // first of two drives
         {"3", "DAILY00011", "tb_init -d 3 -t DAILY00011 -L backup", "3", "DAILY00011"}, // the very label
     };
-    for (const NewMedium &c : cases) {
+    // clang-format on
+    for (const auto &c : cases) {
         const Answer answer = ask(c.drive, c.media_info);
         EXPECT_EQ(answer.result, 1) << c.command << ": " << answer.msg;
         EXPECT_EQ(calls(site).back(), c.command);
@@ -62,28 +60,23 @@ TEST_F(MediumChoice, PreparesANewMediumWhenNoneIsFound)
     EXPECT_EQ(calls(site).size(), 4u);
 }
 
-struct Refusal {
-    const char *drive, *media_info, *msg;
-};
-
 TEST_F(MediumChoice, RefusesWithoutStartingAnything)
 {
     sql("insert into defaults (key, value) values ('pool 14', null)");
-    const Refusal cases[] = {
+    // clang-format off
+    const struct { const char *drive, *media_info, *msg; } cases[] = {
         {"", "", "E004-TBC_COM Missing mandatory label, media pool or drive number"},
         {"4", "", "no default media-pool for drive 4 configured"},
         {"14", "", "no default media-pool for drive 14 configured"},
         {"' or 1=1 --", "", "no default media-pool for drive ' or 1=1 -- configured"},
         {"", "VAULT", "Media initialisation failed"}, // its group has no drive
-        {"3", "x' or '1'='1", "Media initialisation failed"},
-        {"3", "A;B", "Media initialisation failed"},
-        {"3", "A\nB", "Media initialisation failed"},
-        {"3", "A B", "Media initialisation failed"},
-        {"3", "%PATH%", "Media initialisation failed"},
-        {"3", "#A", "Media initialisation failed"},
+        {"3", "x' or '1'='1", "Media initialisation failed"}, {"3", "A;B", "Media initialisation failed"},
+        {"3", "A\nB", "Media initialisation failed"},         {"3", "A B", "Media initialisation failed"},
+        {"3", "%PATH%", "Media initialisation failed"},       {"3", "#A", "Media initialisation failed"},
         {"3|x", "DAILY", "Media initialisation failed"},
     };
-    for (const Refusal &c : cases) {
+    // clang-format on
+    for (const auto &c : cases) {
         const Answer answer = ask(c.drive, c.media_info);
         EXPECT_EQ(answer.result, 0) << c.media_info;
         EXPECT_EQ(answer.msg, c.msg);
@@ -91,18 +84,7 @@ TEST_F(MediumChoice, RefusesWithoutStartingAnything)
         EXPECT_EQ(answer.label, c.media_info);
     }
     EXPECT_EQ(calls(site), Lines{});
-    EXPECT_NE(protocol().find("]: FIND_DRIVES_OF_POOL no drives for pool VAULT configured\n"),
-              std::string::npos);
-}
-
-TEST_F(MediumChoice, SpeaksTheLanguageThatIsSet)
-{
-    std::string ini = read_text(site.path("ini/tb.ini"));
-    ini.replace(ini.find("lang=en"), 7, "lang=de");
-    ASSERT_TRUE(write_text(site.path("ini/tb.ini"), ini));
-    write_text(script_path(site, "tb_init", "fail"), "kein Band");
-    EXPECT_EQ(ask("3", "FRESH").msg, "Die Initialisierung eines Mediums ist misslungen");
-    EXPECT_NE(protocol().find("]: Start tb_init -d 3 (FRESH)\n"), std::string::npos) << protocol();
+    EXPECT_TRUE(holds(protocol(), "]: FIND_DRIVES_OF_POOL no drives for pool VAULT configured\n"));
 }
 
 TEST_F(MediumChoice, FailsWhenTbInitCannotBeRun)
@@ -143,9 +125,7 @@ TEST_F(MediumChoice, FailsWithoutACatalogue)
     char drive[TAMBA_DRIVE_SIZE] = "3", media_info[TAMBA_LABEL_SIZE] = "DAILY";
     EXPECT_EQ(GET_PREPARED_MEDIA(drive, media_info, 0, msg, trace), 0);
     EXPECT_STREQ(msg, "file is not a database");
-    EXPECT_NE(protocol().find("]: GET_PREPARED_MEDIA with unexpected result: file is not a database."),
-              std::string::npos)
-        << protocol();
+    EXPECT_TRUE(holds(protocol(), "]: GET_PREPARED_MEDIA with unexpected result: file is not a database."));
 }
 
 TAMBA_CHILD(ask_for_fresh)

@@ -4,19 +4,16 @@
 
 namespace {
 
-struct LabelCase {
-    const char *text, *pool;
-    int32_t number, is_label;
-};
-
 TEST(SplitLabel, TakesExactlyFiveDigitsAtTheEndForANumber)
 {
-    const LabelCase cases[] = {
+    // clang-format off
+    const struct { const char *text, *pool; int32_t number, is_label; } cases[] = {
         {"POOL00012", "POOL", 12, 1},   {"POOL0001A", "POOL0001A", 0, 0}, {"AB", "AB", 0, 0},
         {"123456", "1", 23456, 1},      {"12345", "12345", 0, 0},         {"P000099", "P0", 99, 1},
         {"P\26300012", "P\263", 12, 1}, {"P0001\263", "P0001\263", 0, 0}, {"", "", 0, 0},
     };
-    for (const LabelCase &c : cases) {
+    // clang-format on
+    for (const auto &c : cases) {
         char text[TAMBA_LABEL_SIZE];
         std::strcpy(text, c.text);
         int32_t number = -1;
@@ -32,12 +29,6 @@ TEST(SplitLabel, TakesExactlyFiveDigitsAtTheEndForANumber)
 
 using PreparedMedia = MediaSite;
 
-struct Search {
-    const char *change; // to the pool DESK: media DESK00001 (older) and DESK00002 in drive 4
-    const char *drive, *media_info;
-    const char *drive_after, *label; // null label: none found
-};
-
 TEST_F(PreparedMedia, AreChosenByStateDriveAndAge)
 {
     const char *const arrange = "delete from media where pool='DESK'; insert into media "
@@ -45,10 +36,11 @@ TEST_F(PreparedMedia, AreChosenByStateDriveAndAge)
                                 "('DESK00001','DESK','2999-01-01 00:00:00','2020-01-01 10:00:00',9,4),"
                                 "('DESK00002','DESK','2999-01-01 00:00:00','2020-01-02 10:00:00',1,4);"
                                 "update hw_drives set name='desk' where drive_num=4;";
-    const Search cases[] = {
+    // clang-format off
+    // change: to the pool DESK, media DESK00001 (older) and DESK00002 in drive 4; no label: none found
+    const struct { const char *change, *drive, *media_info, *drive_after, *label; } cases[] = {
         {"", "4", "DESK", "4", "DESK00002"},
-        {"update media set sichtag='2020-01-02 10:00:00'", "4", "DESK", "4",
-         "DESK00001"}, // higher in the chain
+        {"update media set sichtag='2020-01-02 10:00:00'", "4", "DESK", "4", "DESK00001"}, // higher in the chain
         {"update media set sichtag=null where label='DESK00002'", "4", "DESK", "4", "DESK00001"},
         {"update media set eom_state='y' where label='DESK00002'", "4", "DESK", "4", "DESK00001"},
         {"update media set sperrkz='-' where label='DESK00002'", "4", "DESK", "4", "DESK00001"},
@@ -57,17 +49,16 @@ TEST_F(PreparedMedia, AreChosenByStateDriveAndAge)
         {"update media set close_tape='n' where label='DESK00002'", "4", "DESK", "4", "DESK00002"},
         {"update media set eol='2020-06-01 00:00:00' where label='DESK00002'", "4", "DESK", "4", "DESK00001"},
         {"", "4", "DESK00001", "4", "DESK00001"},
-        {"", "14", "DESK", "14", "DESK00002"},  // the same device, seen from another host
+        {"", "14", "DESK", "14", "DESK00002"}, // the same device, seen from another host
         {"", "1,4,", "DESK", "4", "DESK00002"}, // one of several
-        {"", "", "DESK", "4", "DESK00002"},     // any
-        {"update media set drive_num=null", "", "DESK", "", "DESK00002"},
-        {"", "3", "DESK", "3", nullptr},
-        {"", "1,2", "DESK", "1,2", nullptr},
-        {"", "4)or(1=1", "DESK", "4)or(1=1", nullptr},
+        {"", "", "DESK", "4", "DESK00002"}, // any
+        {"update media set drive_num=null", "", "DESK", "", "DESK00002"}, {"", "3", "DESK", "3", nullptr},
+        {"", "1,2", "DESK", "1,2", nullptr}, {"", "4)or(1=1", "DESK", "4)or(1=1", nullptr},
         {"", "4", "DESK' or '1'='1", "4", nullptr},
         {"update hw_drives set name=null where drive_num=4", "4", "DESK", "4", nullptr},
     };
-    for (const Search &c : cases) {
+    // clang-format on
+    for (const auto &c : cases) {
         sql(std::string(arrange) + c.change);
         char drive[TAMBA_DRIVE_SIZE], info[TAMBA_LABEL_SIZE], msg[TAMBA_MEDIA_MSG_SIZE];
         std::strcpy(drive, c.drive);
@@ -99,19 +90,16 @@ TEST_F(PreparedMedia, AreFoundThroughIndexesInTheOrderOfTheAnswer)
         searches +=
             plan.find("SEARCH media USING COVERING INDEX media_prepared (pool=?)") != plan.npos ? 1 : 0;
         EXPECT_NE(plan, "") << line;
-        EXPECT_EQ(plan.find("SCAN"), std::string::npos) << line << "\n" << plan;
-        EXPECT_EQ(plan.find("ORDER BY"), std::string::npos) << "sorted: " << line << "\n" << plan;
+        EXPECT_FALSE(holds(plan, "SCAN")) << line << "\n" << plan;
+        EXPECT_FALSE(holds(plan, "ORDER BY")) << "sorted: " << line << "\n" << plan;
     }
     EXPECT_EQ(searches, 3) << "every choice out of a pool";
 }
 
-struct State {
-    const char *change, *drive, *label, *msg;
-};
-
 TEST_F(PreparedMedia, AreAvailableUnlessTheirStateSaysOtherwise)
 {
-    const State cases[] = {
+    // clang-format off
+    const struct { const char *change, *drive, *label, *msg; } cases[] = {
         {"", "3", "DAILY00012", "label DAILY00012 is available"},
         {"update media set lader=1", "3", "DAILY00012", "label DAILY00012 is not available in loader 2"},
         {"update media set lader=null", "3", "DAILY00012", "label DAILY00012 is not available in loader 2"},
@@ -125,7 +113,8 @@ TEST_F(PreparedMedia, AreAvailableUnlessTheirStateSaysOtherwise)
         {"", "99", "DAILY00012", "label DAILY00012 is not available"},
         {"", "3", "O'NEIL00001", "label O'NEIL00001 is not available"},
     };
-    for (const State &c : cases) {
+    // clang-format on
+    for (const auto &c : cases) {
         sql(c.change);
         char msg[TAMBA_MEDIA_MSG_SIZE];
         const int32_t expected = std::strstr(c.msg, "is available") ? 1 : 0;

@@ -7,7 +7,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class CatalogueFaults : public Catalogue {};
+using CatalogueFaults = Catalogue;
 
 // Holds the catalogue locked until the parent says go.
 TAMBA_CHILD(hold_catalogue)
@@ -42,7 +42,7 @@ TEST_F(CatalogueFaults, AHolderBeyondTheLimitIsNamedAndLaterForgotten)
     set_busy_limit_ms(20);
     EXPECT_EQ(access("update clients set nr=9 where nr=1"), 0);
     EXPECT_EQ(msg, "database is locked");
-    EXPECT_NE(trace_text().find("sqlite3_get_table() returned SQLITE_BUSY"), std::string::npos);
+    EXPECT_TRUE(holds(trace_text(), "sqlite3_get_table() returned SQLITE_BUSY"));
     set_busy_limit_ms(kBusyLimitMs);
     holder.go();
     EXPECT_EQ(access("update clients set nr=9 where nr=1"), 1); // waits while the holder still holds
@@ -64,15 +64,13 @@ TEST_F(CatalogueFaults, ACatalogueThatCannotBeOpenedIsSaidAndNothingIsCreated)
     write("nodb/tamba_db.sdb", std::string(2000, 'x'));
     fs::create_directories(path("folder/tamba_db.sdb"));
     const std::string deep = path("empty") + "/" + std::string(300, 'd') + "/";
-    const struct {
-        std::string directory;
-        const char *message;
-    } cases[] = {
+    // clang-format off
+    const struct { std::string directory; const char *message; } cases[] = {
         {path("missing") + "/", "unable to open database file"},
         {path("folder") + "/", "unable to open database file"},
-        {path("nodb") + "/", "file is not a database"},
-        {deep, "unable to open database file"},
+        {path("nodb") + "/", "file is not a database"}, {deep, "unable to open database file"},
     };
+    // clang-format on
     DB_REC_LIST list = list_named("fault");
     for (const auto &[directory, message] : cases) {
         set_global("gv_rw_db", directory.c_str());

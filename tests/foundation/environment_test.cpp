@@ -49,21 +49,17 @@ TEST_F(Environment, EachKindOfProgramGetsItsDirectories)
     set_ini("gv_ro_bin=/inst/\n[SERVER]\ngv_port_db=5432\n");
     const std::string s(1, pl_path_list_separator()), tamba = s + bin("tamba"), db = s + bin("db"),
                                                       tbs = s + bin("tbs");
-    const struct {
-        const char *command;
-        std::string before, after;
-    } cases[] = {
-        {"  ls -l", "/a", "/a" + tamba},
-        {nullptr, "/a", "/a" + tamba},
-        {"tb_db -x", "/a", "/a" + tamba + db},
-        {"/x/tb_db -x", "/a", "/a" + tamba + db},
+    // clang-format off
+    const struct { const char *command; std::string before, after; } cases[] = {
+        {"  ls -l", "/a", "/a" + tamba},       {nullptr, "/a", "/a" + tamba},
+        {"tb_db -x", "/a", "/a" + tamba + db}, {"/x/tb_db -x", "/a", "/a" + tamba + db},
         {"tb_db", "/a", "/a" + tamba}, // only with the blank behind it a database program
-        {"sh tb_db -x", "/a", "/a" + tamba},
-        {"tb_tbs_interface -x", "/a", "/a" + tamba + tbs},
+        {"sh tb_db -x", "/a", "/a" + tamba},        {"tb_tbs_interface -x", "/a", "/a" + tamba + tbs},
         {"tb_db -x", "/a" + db, "/a" + db + tamba},
         {"ls", "/a" + tamba + "2", "/a" + tamba + "2"}, // contained is contained
         {"ls", "", tamba},
     };
+    // clang-format on
     for (const auto &c : cases) {
         pl_setenv("PATH", c.before.c_str());
         EXPECT_EQ(i_setenv_tamba(c.command), 1);
@@ -79,16 +75,13 @@ TEST_F(Environment, ThePathStaysBelowTwoThousandCharacters)
     set_ini("gv_ro_bin=/inst/\n");
     const std::string added = pl_path_list_separator() + bin("tamba");
     const size_t longest = 1999 - 5 - added.size(); // "PATH=" counts
-    const struct {
-        std::string before;
-        int32_t result;
-    } cases[] = {
-        {std::string(longest, 'x'), 1},
-        {std::string(longest + 1, 'x'), -3},
-        {std::string(5000, 'x'), -3},
+    // clang-format off
+    const struct { std::string before; int32_t result; } cases[] = {
+        {std::string(longest, 'x'), 1}, {std::string(longest + 1, 'x'), -3}, {std::string(5000, 'x'), -3},
         {std::string(1999 - added.size(), 'x') + added, 1}, // nothing to add
         {std::string(2000 - added.size(), 'x') + added, -3},
     };
+    // clang-format on
     for (const auto &c : cases) {
         pl_setenv("PATH", c.before.c_str());
         EXPECT_EQ(i_setenv_tamba("ls"), c.result) << c.before.size();

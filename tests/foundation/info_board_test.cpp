@@ -40,18 +40,14 @@ TEST_F(InfoBoard, LongTextsBreakAtABlankAndContinueOnce)
 {
     const auto x = [](size_t n) { return std::string(n, 'x'); };
     // Positions count from the start of the entry: 21 characters of stamp stand before the text.
-    const struct {
-        std::string text, main, continuation;
-    } cases[] = {
-        {x(102), x(102), ""},
-        {x(103), x(102), "x"},
-        {x(130 - 21), x(102), x(7)},
-        {x(102) + " y", x(102), " y"},
-        {x(97) + " yy zzzzzzzzzz", x(97) + " yy", " zzzzzzzzzz"},
-        {x(93) + " " + x(20), x(93), " " + x(20)},
-        {x(92) + " " + x(20), x(92) + " " + x(9), x(11)},
-        {x(600), x(102), x(149)},
+    // clang-format off
+    const struct { std::string text, main, continuation; } cases[] = {
+        {x(102), x(102), ""},                                     {x(103), x(102), "x"},
+        {x(130 - 21), x(102), x(7)},                              {x(102) + " y", x(102), " y"},
+        {x(97) + " yy zzzzzzzzzz", x(97) + " yy", " zzzzzzzzzz"}, {x(93) + " " + x(20), x(93), " " + x(20)},
+        {x(92) + " " + x(20), x(92) + " " + x(9), x(11)},         {x(600), x(102), x(149)},
     };
+    // clang-format on
     info('D', 9, "behind");
     for (const auto &c : cases) {
         info('D', 4, c.text.c_str());
@@ -63,11 +59,8 @@ TEST_F(InfoBoard, LongTextsBreakAtABlankAndContinueOnce)
 
 TEST_F(InfoBoard, OldLinesFollowTheRules)
 {
-    const struct {
-        char kind;
-        int32_t slot;
-        std::string before, after;
-    } cases[] = {
+    // clang-format off
+    const struct { char kind; int32_t slot; std::string before, after; } cases[] = {
         // The second line of a slot and marker goes, wherever it stands; a lone continuation goes too.
         {'D', 5, ":  5> a\n:  5->   b\n:  7> c\n:  5> d\n", ":  5> NEW\n:  7> c\n"},
         {'D', 5, ":  5->   b\n:  7> c\n", ":  5> NEW\n:  7> c\n"},
@@ -76,9 +69,9 @@ TEST_F(InfoBoard, OldLinesFollowTheRules)
         // Lines without a slot are dropped, a real slot 0 and the line ends of others stay.
         {'D', 5, "garbage\n\n:\n:  0> zero\n: 00> x\n:  6> c\r\n", ":  0> zero\n:  5> NEW\n:  6> c\n"},
         {'D', 5, ":  6> c\ngarbage\n:  7> no line end", ":  5> NEW\n:  6> c\n:  7> no line end\n"},
-        {'D', -5, ":  6> c\ngarbage\n", ": -5> NEW\n:  6> c\n"},
-        {'D', 5, "", ":  5> NEW\n"},
+        {'D', -5, ":  6> c\ngarbage\n", ": -5> NEW\n:  6> c\n"}, {'D', 5, "", ":  5> NEW\n"},
     };
+    // clang-format on
     for (const auto &c : cases) {
         write(kBoard, c.before);
         info(c.kind, c.slot, "NEW");
@@ -101,7 +94,7 @@ TEST_F(InfoBoard, WithoutItsDirectoryNothingIsWritten)
     const std::string trace = without_times(read("lgc/tb_info.lgc")),
                       last = "# TB_INFO: 'D' '5' \"100%s\n\"\n"
                              "# ERROR: GLBV gv_rw_info undefined\n";
-    EXPECT_NE(trace.find(last), std::string::npos) << trace;
+    EXPECT_TRUE(holds(trace, last));
 }
 
 TAMBA_CHILD(post_info)

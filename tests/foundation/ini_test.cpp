@@ -32,28 +32,22 @@ protected:
 TEST_F(Ini, LinesMatchByTheSystemsOwnRules)
 {
     const std::string k62(62, 'k'), k63(63, 'k'), v1018(1018, 'v');
-    const struct {
-        std::string text, section, key, expected;
-    } cases[] = {
+    // clang-format off
+    const struct { std::string text, section, key, expected; } cases[] = {
         {"[Pathes]\nkey=Value", "[PATHES]", "KEY", "Value"},
-        {"[pathes]\nKey=Value\n", "[Pathes]", "key", "Value"},
-        {"[Pathes2]\nkey=v\n", "[Pathes]", "key", "v"},
+        {"[pathes]\nKey=Value\n", "[Pathes]", "key", "Value"}, {"[Pathes2]\nkey=v\n", "[Pathes]", "key", "v"},
         {"x[P]\nkey=v\n", "[P]", "key", "!SECTION NOT FOUND: [P]."},
         {"[P]\nkey =v\n", "[P]", "key", "!KEY NOT FOUND: key"},
         {"[P]\n key=v\n", "[P]", "key", "!KEY NOT FOUND: key"},
         {"[P]\nkeys=v\n", "[P]", "key", "!KEY NOT FOUND: key"},
         {"[P]\nkey= lead and=trail  \n", "[P]", "key", " lead and=trail"},
-        {"[P]\nkey=tab\t \n", "[P]", "key", "tab\t"},
-        {"[P]\n#key=x\n\nkey=a#b\n", "[P]", "key", "a#b"},
-        {"[P]\r\nkey=v \r\n", "[P]", "key", "v"},
-        {"[P]\nkey=  \n", "[P]", "key", "!KEY VALUE NOT FOUND."},
+        {"[P]\nkey=tab\t \n", "[P]", "key", "tab\t"}, {"[P]\n#key=x\n\nkey=a#b\n", "[P]", "key", "a#b"},
+        {"[P]\r\nkey=v \r\n", "[P]", "key", "v"}, {"[P]\nkey=  \n", "[P]", "key", "!KEY VALUE NOT FOUND."},
         {"[P]\nkey=1\nkey=2\n", "[P]", "key", "1"},
         {"[P]\na=1\n[Q]\nkey=2\n", "[P]", "Key", "!KEY NOT FOUND [P]Key"},
         {"[P]\na=1\n[P]\nkey=2\n", "[P]", "key", "!KEY NOT FOUND [P]key"},
-        {"key=1\n[P]\nkey=2\n", "", "key", "1"},
-        {"a=1\n[P]\nkey=2\n", "", "key", "!KEY NOT FOUND key"},
-        {"", "[P]", "key", "!SECTION NOT FOUND: [P]."},
-        {"", "", "key", "!KEY NOT FOUND: key"},
+        {"key=1\n[P]\nkey=2\n", "", "key", "1"}, {"a=1\n[P]\nkey=2\n", "", "key", "!KEY NOT FOUND key"},
+        {"", "[P]", "key", "!SECTION NOT FOUND: [P]."}, {"", "", "key", "!KEY NOT FOUND: key"},
         // names count with their first 63 characters, "=" among them
         {"[P]\n" + k62 + "z=5\n", "[P]", k62, "!KEY NOT FOUND: " + k62},
         {"[P]\n" + k63 + "z=5\n", "[P]", k63 + "other", "5"},
@@ -64,6 +58,7 @@ TEST_F(Ini, LinesMatchByTheSystemsOwnRules)
         {"[P]\nkey=" + v1018 + "12345\n", "[P]", "key", v1018 + "1"},
         {"[P]\nkey=" + v1018 + "\r\n", "[P]", "key", v1018},
     };
+    // clang-format on
     for (const auto &c : cases)
         EXPECT_EQ(look_up(c.text, c.section, c.key), c.expected) << c.text;
 }
@@ -73,25 +68,21 @@ TEST_F(Ini, TheFirstReferenceOfAValueIsReplaced)
     std::string chain = "[P]\n";
     for (int i = 0; i < 9; ++i)
         chain += "a" + std::to_string(i) + "=%(a" + std::to_string(i + 1) + ")\n";
-    const struct {
-        std::string text, key, expected;
-    } cases[] = {
+    // clang-format off
+    const struct { std::string text, key, expected; } cases[] = {
         {"[DEFAULT]\nroot=C:\\\n[P]\nbin=%(root)bin\n", "bin", "C:\\bin"},
         {"[P]\nroot=own\nbin=<%(ROOT)>\n[DEFAULT]\nroot=default\n", "bin", "<own>"},
-        {"[P]\na=1\nb=%(a)%(a)\n", "b", "1%(a)"},
-        {"[P]\na=x%(b)\nb=y%(c)\nc=z\n", "a", "xyz"},
-        {"[DEFAULT]\na=%(b)\nb=default\n[P]\nb=own\nc=%(a)\n", "c",
-         "default"}, // "same section" is then the defaults
-        {"[P]\na=%(open\n", "a", "%(open"},
-        {"[P]\na=%(none)\n", "a", "!SECTION NOT FOUND: [DEFAULT]."},
+        {"[P]\na=1\nb=%(a)%(a)\n", "b", "1%(a)"}, {"[P]\na=x%(b)\nb=y%(c)\nc=z\n", "a", "xyz"},
+        {"[DEFAULT]\na=%(b)\nb=default\n[P]\nb=own\nc=%(a)\n", "c", "default"}, // "same section" is then the defaults
+        {"[P]\na=%(open\n", "a", "%(open"}, {"[P]\na=%(none)\n", "a", "!SECTION NOT FOUND: [DEFAULT]."},
         {"[P]\na=%(none)\n[DEFAULT]\n", "a", "!KEY NOT FOUND: none"},
         {"[P]\na=%(a)\n[DEFAULT]\na=%(a)\n", "a", "!KEY NOT FOUND: a"},
-        {"[P]\na=%(b)\nb=%(a)\n", "a", "!KEY NOT FOUND: a"},
-        {chain + "a9=end\n", "a1", "end"},
+        {"[P]\na=%(b)\nb=%(a)\n", "a", "!KEY NOT FOUND: a"}, {chain + "a9=end\n", "a1", "end"},
         {chain + "a9=end\n", "a0", "!KEY NOT FOUND: a0"},
         {"[P]\na=" + std::string(600, 'a') + "%(b)end\nb=" + std::string(600, 'b') + "\n", "a",
          std::string(600, 'a') + std::string(423, 'b')},
     };
+    // clang-format on
     for (const auto &c : cases)
         EXPECT_EQ(look_up(c.text, "[P]", c.key), c.expected) << c.text;
 }

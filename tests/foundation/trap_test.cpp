@@ -13,9 +13,9 @@ TAMBA_CHILD(trap)
     v_set_log_main("trap.lgc", "TRAP", &trace);
     const int32_t fatal = std::stoi(arguments[1]);
     eLang = std::stoi(arguments[2]);
-    if (arguments[0] == "database")
+    if (arguments[0] == "DB_ERR")
         trap_db_err("select '%s'", "no %n", trace, fatal);
-    else if (arguments[0] == "file")
+    else if (arguments[0] == "FILE_OPEN_ERROR")
         trap_file_open_err("file %s", "prog%n", "r", trace);
     else
         trap_par_err("QM%S", fatal);
@@ -25,36 +25,30 @@ TAMBA_CHILD(trap)
 
 TEST_F(Trap, EachReportsAndEndsAsItsCallersExpect)
 {
+    const std::string english = "Missing parameters - more information with: tb_qm%s -h",
+                      german = "Fehlende Parameter - mehr Information mit: tb_qm%s -h";
+    // clang-format off
     const struct {
-        const char *which, *fatal, *language;
-        int code;
-        std::string output, message, exit_line;
+        const char *which, *fatal, *language; int code; std::string said, message; const char *end;
     } cases[] = {
-        {"database", "1", "0", 1, "STATUS=ERROR MSG=\"select '%s': no %n\"\n",
-         "E018-DATABAS[]: select '%s' with unexpected result: no %n.",
-         "# --- ZDL TRAP_DB_ERR exits with 1\n"},
-        {"database", "0", "1", 7, "goes on\n",
-         "E018-DATABAS[]: select '%s' erzeugte unerwartetes Ergebnis: no %n.",
-         "# --- ZDL TRAP_DB_ERR returns to caller\n"},
-        {"file", "0", "0", 1, "STATUS=ERROR MSG=\"prog%n:ERROR_OPEN_FILE file %s r\"\n",
-         "E002-BASICS []: prog%n > error opening file file %s  mode:r",
-         "# --- ZDL TRAP_FILE_OPEN_ERROR exits with 1\n"},
-        {"parameters", "1", "0", 0,
-         "STATUS=ERROR MSG=\"E015-BASICS  Missing parameters - more information with: tb_qm%s -h\"\n",
-         "E015-BASICS []: Missing parameters - more information with: tb_qm%s -h", ""},
-        {"parameters", "1", "1", 0,
-         "STATUS=ERROR MSG=\"E015-BASICS  Fehlende Parameter - mehr Information mit: tb_qm%s -h\"\n",
-         "E015-BASICS []: Fehlende Parameter - mehr Information mit: tb_qm%s -h", ""},
-        {"parameters", "0", "0", 7, "goes on\n",
-         "E015-BASICS []: Missing parameters - more information with: tb_qm%s -h", ""},
+        {"DB_ERR", "1", "0", 1, "\"select '%s': no %n\"",
+         "E018-DATABAS[]: select '%s' with unexpected result: no %n.", "exits with 1"},
+        {"DB_ERR", "0", "1", 7, "", "E018-DATABAS[]: select '%s' erzeugte unerwartetes Ergebnis: no %n.",
+         "returns to caller"},
+        {"FILE_OPEN_ERROR", "0", "0", 1, "\"prog%n:ERROR_OPEN_FILE file %s r\"",
+         "E002-BASICS []: prog%n > error opening file file %s  mode:r", "exits with 1"},
+        {"PARAMETERS", "1", "0", 0, "\"E015-BASICS  " + english + "\"", "E015-BASICS []: " + english, ""},
+        {"PARAMETERS", "1", "1", 0, "\"E015-BASICS  " + german + "\"", "E015-BASICS []: " + german, ""},
+        {"PARAMETERS", "0", "0", 7, "", "E015-BASICS []: " + english, ""},
     };
+    // clang-format on
     set_levels("TRAP=1\n");
     for (const auto &c : cases) {
         write("prot.txt", "");
         write("lgc/trap.lgc", "");
         Child child("trap", {c.which, c.fatal, c.language});
         EXPECT_EQ(child.wait(), c.code) << c.which;
-        EXPECT_EQ(child.output(), c.output);
+        EXPECT_EQ(child.output(), c.said.empty() ? "goes on\n" : "STATUS=ERROR MSG=" + c.said + "\n");
         EXPECT_EQ(child.errors(), "");
         std::string protocol_text = without_times(protocol());
         if (const size_t open = protocol_text.find('['); open != std::string::npos)
@@ -62,12 +56,11 @@ TEST_F(Trap, EachReportsAndEndsAsItsCallersExpect)
         EXPECT_EQ(protocol_text, "@ " + c.message + "\n");
         const std::string trace = without_times(read("lgc/trap.lgc")),
                           announced = trace.substr(trace.find('\n') + 1);
-        const bool database = std::string_view(c.which) == "database";
-        const std::string entry = c.exit_line.empty() ? ""
-                                  : database
-                                      ? "# +++ ZDL TRAP_DB_ERR in tamba 1.0.0  select '%s'  no %n\n"
-                                      : "# +++ ZDL TRAP_FILE_OPEN_ERROR in tamba 1.0.0  file %s  prog%n \n";
-        EXPECT_EQ(announced, entry + c.exit_line) << c.which;
+        const std::string name = "ZDL TRAP_" + std::string(c.which),
+                          text = name == "ZDL TRAP_DB_ERR" ? "select '%s'  no %n" : "file %s  prog%n ";
+        EXPECT_EQ(announced, !*c.end ? ""
+                                     : "# +++ " + name + " in tamba 1.0.0  " + text + "\n# --- " + name +
+                                           " " + c.end + "\n");
     }
 }
 

@@ -104,11 +104,4 @@ TEST_F(Registry, KeysWithSubkeysAreNotDeleted)
     EXPECT_FALSE(exists("registry/a"));
 }
 
-TEST_F(Registry, TheRootIsMadeWithTheFirstValue)
-{
-    pl_setenv("TAMBA_REGISTRY", path("var/lib/registry").c_str());
-    EXPECT_TRUE(pl_reg_write("", "v", "of the root"));
-    EXPECT_EQ(text("", "V"), "of the root");
-}
-
 } // namespace

@@ -12,23 +12,17 @@ namespace {
 
 using Snapshot = TestSite;
 
-fs::file_time_type hours_ago(int hours)
-{
-    return fs::file_time_type::clock::now() - std::chrono::hours(hours);
-}
-
 // Every way of changing a file, many times in a row and always to the same size: the reader must never see the
 // text before.
 TEST_F(Snapshot, EveryChangeIsSeenAtOnce)
 {
-    const auto old = hours_ago(5);
-    const struct {
-        const char *way;
-        bool rename, set_back;
-    } ways[] = {{"in place", false, false},
-                {"in place, time set back", false, true},
-                {"by rename", true, false},
-                {"by rename, time set back", true, true}};
+    const auto old = fs::file_time_type::clock::now() - std::chrono::hours(5);
+    // clang-format off
+    const struct { const char *way; bool rename, set_back; } ways[] = {
+        {"in place", false, false}, {"in place, time set back", false, true},
+        {"by rename", true, false}, {"by rename, time set back", true, true},
+    };
+    // clang-format on
     for (const auto &way : ways) { // each with a file of its own: what is known of a file stays known
         const std::string name = way.way, file = path(name), target = way.rename ? name + ".new" : name;
         for (int i = 1000; i < 1100; ++i) {
@@ -44,11 +38,7 @@ TEST_F(Snapshot, EveryChangeIsSeenAtOnce)
         fs::remove(file);
         EXPECT_EQ(pl_snapshot(file.c_str()), nullptr);
     }
-}
-
-TEST_F(Snapshot, FoldersAreNoFiles)
-{
-    EXPECT_EQ(pl_snapshot(path("ini").c_str()), nullptr);
+    EXPECT_EQ(pl_snapshot(path("ini").c_str()), nullptr) << "a folder is no file";
 }
 
 } // namespace

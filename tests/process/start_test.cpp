@@ -98,23 +98,14 @@ TEST_F(Start, ProcFindsProgramsAndScriptsAndNamesEveryFailure)
     install_script("bin/tamba/tb_qm.cmd", "exit 6\n");
     install_script("bin/tamba/tb_only.cmd", "exit 5\n");
     install_script("bin/tamba/broken.exe", "");
-    const struct {
-        std::string command;
-        int32_t result;
-    } cases[] = {
-        {"tb_qm" + exit_with(7), 7},
-        {"   tb_qm" + exit_with(0), 0},
-        {"tb_qm" + exit_with(8, " \"a b\" \"a b\" q\\\"q \"q\\\"q\" c:\\x \"c:\\x\""), 8},
-        {"tb_only -l", 5},
-        {"tb_only", 5},
-        {"tb_none -l", -3},
-        {"", -3},
-        {"   ", -3},
-        {"%s%n", -3},
-        {path("bin/tamba/tb_qm.exe") + exit_with(9), 9},
-        {"no.such.program -x", -2},
-        {"broken", -2},
+    // clang-format off
+    const struct { std::string command; int32_t result; } cases[] = {
+        {"tb_qm" + exit_with(7), 7}, {"   tb_qm" + exit_with(0), 0},
+        {"tb_qm" + exit_with(8, " \"a b\" \"a b\" q\\\"q \"q\\\"q\" c:\\x \"c:\\x\""), 8}, {"tb_only -l", 5},
+        {"tb_only", 5}, {"tb_none -l", -3}, {"", -3}, {"   ", -3}, {"%s%n", -3},
+        {path("bin/tamba/tb_qm.exe") + exit_with(9), 9}, {"no.such.program -x", -2}, {"broken", -2},
     };
+    // clang-format on
     for (const auto &c : cases)
         EXPECT_EQ(start_proc(c.command.c_str()), c.result) << c.command;
     EXPECT_EQ(start_proc(nullptr), -3);
@@ -136,8 +127,8 @@ TEST_F(Start, ExeFramesTheStartInTheTrace)
 {
     install_script("bin/tamba/tb_only.cmd", "exit 5\n");
     EXPECT_EQ(start_exe("tb_only -p 100%s", context(1)), 5);
-    EXPECT_NE(trace_text().find("  exe=tb_only -p 100%s\n"), std::string::npos);
-    EXPECT_NE(trace_text().find("--- HAL START_EXE status=5\n"), std::string::npos);
+    EXPECT_TRUE(holds(trace_text(), "  exe=tb_only -p 100%s\n"));
+    EXPECT_TRUE(holds(trace_text(), "--- HAL START_EXE status=5\n"));
 }
 
 TEST_F(Start, SystemRunsTheCommandWhateverItsEnvironment)
@@ -154,17 +145,12 @@ TEST_F(Start, ShellUnderstandsTheRewrittenConstructs)
     fs::create_directories(path("a b"));
     install_script("a b/x.cmd", "exit 6\n");
     const std::string script = "\"" + path("a b/x.cmd") + "\"", log = path("log");
-    const struct {
-        std::string command;
-        int32_t result;
-    } cases[] = {
-        {"exit 3", 3},
-        {"", 0},
-        {script, 6},
-        {"\"" + script + " \"c d\"\"", 6},
-        {"\"exit 4\" 1>>" + log + " 2>>&1", 4},
-        {"exit 5 <nul", 5},
+    // clang-format off
+    const struct { std::string command; int32_t result; } cases[] = {
+        {"exit 3", 3},                     {"", 0},                                {script, 6},
+        {"\"" + script + " \"c d\"\"", 6}, {"\"exit 4\" 1>>" + log + " 2>>&1", 4}, {"exit 5 <nul", 5},
     };
+    // clang-format on
     for (const auto &c : cases) {
         EXPECT_EQ(i_cm_system(c.command.c_str()), c.result) << c.command;
         EXPECT_EQ(i_cm_exec(c.command.c_str()), c.result) << c.command;
@@ -172,9 +158,8 @@ TEST_F(Start, ShellUnderstandsTheRewrittenConstructs)
     i_cm_system("echo hidden>nul");
     install_script("a b/both.cmd", "echo out\necho err 1>&2\n");
     i_cm_system(("\"\"" + path("a b/both.cmd") + "\" 1>>\"" + log + "\" 2>>&1\"").c_str());
-    EXPECT_NE(read("log").find("out"), std::string::npos);
-    EXPECT_NE(read("log").find("err"), std::string::npos);
-    EXPECT_EQ(read("log").find("hidden"), std::string::npos);
+    EXPECT_TRUE(holds(read("log"), "out") && holds(read("log"), "err"));
+    EXPECT_FALSE(holds(read("log"), "hidden"));
     EXPECT_FALSE(fs::exists("nul"));
 }
 
@@ -202,11 +187,11 @@ TEST_F(Start, PidExistKnowsProcessesAndThreads)
     g_go = true;
     ASSERT_EQ(pl_wait(thread, kPlForever), PlWait::ended);
     EXPECT_EQ(pid_exist(reference_of(thread), trace), 0);
-    EXPECT_NE(trace_text().find("child returned exit code 42"), std::string::npos);
+    EXPECT_TRUE(holds(trace_text(), "child returned exit code 42"));
     EXPECT_TRUE(pl_close(thread));
     EXPECT_FALSE(pl_close(thread));
     EXPECT_EQ(pid_exist(reference_of(thread), trace), 0);
-    EXPECT_NE(trace_text().find("WARNING: pid_exist: got not expected WAIT_FAILED"), std::string::npos);
+    EXPECT_TRUE(holds(trace_text(), "WARNING: pid_exist: got not expected WAIT_FAILED"));
 }
 
 TEST_F(Start, KillStopsNothingButWhatItsTextNames)
@@ -222,7 +207,7 @@ TEST_F(Start, KillStopsNothingButWhatItsTextNames)
     EXPECT_EQ(i_KILL_PROCESS(nullptr), 1);
     EXPECT_FALSE(exists("killed"));
     EXPECT_EQ(i_KILL_PROCESS("  +2147483647"), 1);
-    EXPECT_NE(read("killed").find("2147483647"), std::string::npos);
+    EXPECT_TRUE(holds(read("killed"), "2147483647"));
     pl_setenv("PATH", before.c_str());
 
     TB_HANDLE thread = nullptr;

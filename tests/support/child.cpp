@@ -1,4 +1,5 @@
 #include "tests/support/child.h"
+#include "tests/support/text.h"
 
 #include <gtest/gtest.h>
 #include <platform/clock.h>
@@ -9,10 +10,8 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
-#include <sstream>
 #include <thread>
 
 namespace fs = std::filesystem;
@@ -29,16 +28,6 @@ std::map<std::string, ChildFunction> &functions()
 constexpr int kPatience = 240;
 
 std::string g_folder; // in the child: where parent and child leave words for each other
-
-std::string text_of(const std::string &file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    std::string all = text.str();
-    std::erase(all, '\r');
-    return all;
-}
 
 // Polls for a condition; a test that waits here waits for another process, not for time to pass.
 template <class Condition> bool until(Condition condition, int seconds)
@@ -158,12 +147,12 @@ int Child::wait()
 
 std::string Child::output() const
 {
-    return text_of(folder_ + "/output");
+    return file_text(folder_ + "/output");
 }
 
 std::string Child::errors() const
 {
-    return text_of(folder_ + "/errors");
+    return file_text(folder_ + "/errors");
 }
 
 bool run_children(const char *function, int count, ChildArguments arguments)

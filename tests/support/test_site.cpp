@@ -30,16 +30,6 @@ fs::path fresh_folder()
     return folder;
 }
 
-std::string file_text(const fs::path &file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    std::string all = text.str();
-    std::erase(all, '\r');
-    return all;
-}
-
 } // namespace
 
 void TestSite::SetUp()
@@ -50,28 +40,13 @@ void TestSite::SetUp()
     pl_setenv("TAMBA_REGISTRY", path("registry").c_str());
     pl_setenv("TAMBA_EVENT_LOG", path("events.txt").c_str());
     pl_setenv("TAMBA_TEST_FOLDER", root_.string().c_str());
-    write("ini/tb.ini", "[Pathes]\n"
-                        "gv_rw_ini=" +
-                            directory("ini") +
-                            "\n"
-                            "gv_rw_lgc=" +
-                            directory("lgc") +
-                            "\n"
-                            "gv_rw_work=" +
-                            directory("work") +
-                            "\n"
-                            "gv_ro_bin=" +
-                            path("") +
-                            "\n"
-                            "[SETUP]\n"
-                            "lang=en\n");
+    std::string ini = "[Pathes]\n";
+    for (const char *name : {"ini", "lgc", "work"})
+        ini += "gv_rw_" + std::string(name) + "=" + directory(name) + "\n";
+    write("ini/tb.ini", ini + "gv_ro_bin=" + path("") + "\n[SETUP]\nlang=en\n");
     ASSERT_TRUE(pl_reg_write("Software\\Korvel\\tamba", "TB_INI", path("ini/tb.ini").c_str()));
-    set_global("gv_rw_ini", directory("ini").c_str());
-    set_global("gv_rw_lgc", directory("lgc").c_str());
-    set_global("gv_rw_work", directory("work").c_str());
-    set_global("gv_rw_glbv", directory("glbv").c_str());
-    set_global("gv_rw_info", directory("info").c_str());
-    set_global("gv_rw_db", directory("db").c_str());
+    for (const char *name : {"ini", "lgc", "work", "glbv", "info", "db"})
+        set_global(("gv_rw_" + std::string(name)).c_str(), directory(name).c_str());
     set_global("gv_ro_bin", directory("bin/tamba").c_str());
     set_global("gv_db_type", "sqlite");
     set_global("gv_prot", path("prot.txt").c_str());
@@ -157,13 +132,12 @@ void TestSite::install_program(const std::string &name) const
 // Whether text has pattern at this place; "9" stands for a digit or a leading blank, "a" for a letter.
 static bool has_pattern(const std::string &text, size_t at, std::string_view pattern)
 {
-    if (text.size() - at < pattern.size())
-        return false;
-    return std::equal(pattern.begin(), pattern.end(), text.begin() + static_cast<std::ptrdiff_t>(at),
-                      [](char p, char c) {
-                          const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-                          return p == '9' ? (c >= '0' && c <= '9') || c == ' ' : p == 'a' ? letter : p == c;
-                      });
+    const auto fits = [](char p, char c) {
+        const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        return p == '9' ? (c >= '0' && c <= '9') || c == ' ' : p == 'a' ? letter : p == c;
+    };
+    return text.size() - at >= pattern.size() &&
+           std::equal(pattern.begin(), pattern.end(), text.begin() + static_cast<std::ptrdiff_t>(at), fits);
 }
 
 std::string without_times(const std::string &text)

@@ -1,6 +1,8 @@
 // Every test that touches files, settings or processes gets a site of its own in a temporary folder.
 #pragma once
 
+#include "tests/support/text.h"
+
 #include <gtest/gtest.h>
 #include <tamba/tamba.h>
 
