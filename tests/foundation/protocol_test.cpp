@@ -1,6 +1,8 @@
 // The protocol file, the day file and the event log.
+#include "tests/support/child.h"
 #include "tests/support/test_site.h"
 
+#include <platform/fault.h>
 #include <platform/process.h>
 #include <platform/registry.h>
 
@@ -181,6 +183,39 @@ TEST_F(Protocol, EventsAreRegisteredAndReported)
     EXPECT_EQ(file, path("") + "tamba.dll");
     EXPECT_TRUE(pl_reg_read_number(kSource, "TypesSupported", &types));
     EXPECT_EQ(types, 7u);
+}
+
+TAMBA_CHILD(event_log_fails)
+{
+    pl_fault_arm(std::stoi(arguments[0]), PL_ACCESS_DENIED);
+    cm_syslog(0, 0, 1, "first");
+    const bool reached = pl_fault_calls() >= std::stoi(arguments[0]);
+    pl_fault_arm(0, PL_OTHER);
+    cm_syslog(7, 0, 2, "second");
+    return reached ? 0 : 1;
+}
+
+TEST_F(Protocol, AnEventSourceThatCannotBeRegisteredEndsEventLoggingForTheProcess)
+{
+    const std::string off = "Unable to add log source to registry; no event logging.\n";
+    int switched_off = 0;
+    for (int call = 1;; ++call) {
+        write("events.txt", "");
+        Child child("event_log_fails", {std::to_string(call)});
+        const int code = child.wait();
+        ASSERT_TRUE(code == 0 || code == 1) << child.errors();
+        const std::string events = read("events.txt"), second = "tamba type=1 id=2 second\n";
+        if (child.errors() == off + "FATAL: unexpected state: 7\n") {
+            EXPECT_EQ(events, "");
+            ++switched_off;
+        } else {
+            EXPECT_EQ(child.errors(), "FATAL: unexpected state: 7\n");
+            EXPECT_TRUE(events == second || events == "tamba type=4 id=1 first\n" + second) << call << events;
+        }
+        if (code == 1)
+            break;
+    }
+    EXPECT_GE(switched_off, 2) << "each of the two registry values can fail";
 }
 
 } // namespace
