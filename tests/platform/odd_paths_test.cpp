@@ -19,9 +19,8 @@ protected:
     void SetUp() override
     {
         TestSite::SetUp();
-        for (const char *folder :
-             {"old/ini", "old/lgc", "old/work/sem", "old/glbv", "old/info", "old/db", "old/bin"})
-            fs::create_directories(path(folder));
+        for (const char *folder : {"ini", "lgc", "work/sem", "glbv", "info", "db", "bin"})
+            fs::create_directories(path(std::string("old/") + folder));
         char program[1024];
         ASSERT_TRUE(pl_program_path(program, sizeof program));
         fs::copy_file(program, path("old/bin/tb_qm.exe"));
