@@ -19,7 +19,16 @@ enum PlKind : int32_t {
     PL_DISK_FULL = 112,
     PL_WAIT_EXPIRED = 121,
     PL_ALREADY_EXISTS = 183,
-    PL_MORE_DATA = 234, // the buffer was too small; it holds the beginning
+    PL_PIPE_BUSY = 231,      // every instance of the pipe has its client
+    PL_NO_DATA = 232,        // the reader of the pipe has gone
+    PL_MORE_DATA = 234,      // the buffer was too small; it holds the beginning
+    PL_PIPE_CONNECTED = 535, // a client was there before one was waited for
+    PL_PIPE_LISTENING = 536, // nobody has connected yet
+    PL_IO_PENDING = 997,     // begun; its outcome is to be collected
+    PL_WOULD_BLOCK = 10035,
+    PL_ADDRESS_IN_USE = 10048,
+    PL_TIMED_OUT = 10060, // the other host does not answer
+    PL_CONNECTION_REFUSED = 10061,
 };
 
 struct PlError {

@@ -42,6 +42,14 @@ PlKind kind_of(int number)
         return PL_WAIT_EXPIRED;
     case EEXIST:
         return PL_ALREADY_EXISTS;
+    case EAGAIN:
+    case EINPROGRESS:
+    case EALREADY:
+        return PL_WOULD_BLOCK;
+    case EADDRINUSE:
+        return PL_ADDRESS_IN_USE;
+    case ECONNREFUSED:
+        return PL_CONNECTION_REFUSED;
     default:
         return PL_OTHER;
     }
@@ -62,15 +70,30 @@ int number_of(PlKind kind)
     case PL_NO_MEMORY:
         return ENOMEM;
     case PL_LOCK_VIOLATION:
+    case PL_WOULD_BLOCK:
         return EAGAIN;
     case PL_INVALID_PARAMETER:
         return EINVAL;
     case PL_BROKEN_PIPE:
+    case PL_NO_DATA:
         return EPIPE;
     case PL_DISK_FULL:
         return ENOSPC;
     case PL_WAIT_EXPIRED:
+    case PL_TIMED_OUT:
         return ETIMEDOUT;
+    case PL_PIPE_BUSY:
+        return EBUSY;
+    case PL_PIPE_CONNECTED:
+        return EISCONN;
+    case PL_PIPE_LISTENING:
+        return ENOTCONN;
+    case PL_IO_PENDING:
+        return EINPROGRESS;
+    case PL_ADDRESS_IN_USE:
+        return EADDRINUSE;
+    case PL_CONNECTION_REFUSED:
+        return ECONNREFUSED;
     case PL_ALREADY_EXISTS:
         return EEXIST;
     case PL_MORE_DATA:

@@ -40,9 +40,28 @@ PlKind kind_of(uint32_t number)
     case ERROR_INVALID_NAME:
         return PL_INVALID_PARAMETER;
     case ERROR_BROKEN_PIPE:
-    case ERROR_NO_DATA:
     case ERROR_PIPE_NOT_CONNECTED:
         return PL_BROKEN_PIPE;
+    case ERROR_PIPE_BUSY:
+        return PL_PIPE_BUSY;
+    case ERROR_NO_DATA:
+        return PL_NO_DATA;
+    case ERROR_PIPE_CONNECTED:
+        return PL_PIPE_CONNECTED;
+    case ERROR_PIPE_LISTENING:
+        return PL_PIPE_LISTENING;
+    case ERROR_IO_PENDING:
+        return PL_IO_PENDING;
+    case 10035: // WSAEWOULDBLOCK, WSAEINPROGRESS, WSAEALREADY
+    case 10036:
+    case 10037:
+        return PL_WOULD_BLOCK;
+    case 10048: // WSAEADDRINUSE
+        return PL_ADDRESS_IN_USE;
+    case 10060: // WSAETIMEDOUT
+        return PL_TIMED_OUT;
+    case 10061: // WSAECONNREFUSED
+        return PL_CONNECTION_REFUSED;
     case ERROR_HANDLE_DISK_FULL:
     case ERROR_DISK_FULL:
         return PL_DISK_FULL;
