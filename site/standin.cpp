@@ -1,6 +1,6 @@
 // One program under many names: stands in for the programs around the library on a simulated site.  What it
 // does is decided by the name it was started under; each start is one line of work/site/calls.log.
-#include <tamba/tamba.h>
+#include <site/standin.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,24 +12,18 @@
 
 namespace fs = std::filesystem;
 
-namespace {
+std::string Call::option(const char *name) const
+{
+    for (size_t i = 0; i + 1 < arguments.size(); ++i)
+        if (arguments[i] == name)
+            return arguments[i + 1];
+    return "";
+}
 
-using Arguments = std::vector<std::string>;
-
-struct Call {
-    std::string program;
-    Arguments arguments;
-    TraceContext trace{};
-
-    // The word behind an option, "" without one.
-    std::string option(const char *name) const
-    {
-        for (size_t i = 0; i + 1 < arguments.size(); ++i)
-            if (arguments[i] == name)
-                return arguments[i + 1];
-        return "";
-    }
-};
+std::string Call::argument(size_t index) const
+{
+    return index < arguments.size() ? arguments[index] : "";
+}
 
 std::string global(const char *name)
 {
@@ -44,19 +38,31 @@ void set_global(const std::string &name, const std::string &text)
     glbv("w", name.c_str(), value);
 }
 
-// ---- scripts
-// -----------------------------------------------------------------------------------------------------
-
-fs::path script(const Call &call, const char *kind)
+std::string script(const Call &call, const std::string &kind)
 {
     return global("gv_rw_work") + "site/" + call.program + "." + kind;
 }
+
+bool read_script(const Call &call, const std::string &kind, std::string *text)
+{
+    std::ifstream file(script(call, kind), std::ios::binary);
+    if (!file)
+        return false;
+    text->assign(std::istreambuf_iterator<char>(file), {});
+    return true;
+}
+
+namespace {
+
+// ---- scripts
+// -----------------------------------------------------------------------------------------------------
 
 void log_call(const Call &call)
 {
     std::string line = call.program;
     for (const std::string &argument : call.arguments)
-        line += argument.find(' ') == std::string::npos ? " " + argument : " \"" + argument + "\"";
+        line += argument.empty() || argument.find(' ') != std::string::npos ? " \"" + argument + "\""
+                                                                            : " " + argument;
     line += "\n";
     if (FILE *file = std::fopen((global("gv_rw_work") + "site/calls.log").c_str(), "a")) {
         std::fwrite(line.data(), 1, line.size(), file); // one write, so that programs share the file by lines
@@ -77,10 +83,8 @@ void pass_gate(const Call &call)
 // True when the script wants this program to fail, with the reason.
 bool must_fail(const Call &call, std::string *reason)
 {
-    std::ifstream file(script(call, "fail"));
-    if (!file)
+    if (!read_script(call, "fail", reason))
         return false;
-    reason->assign(std::istreambuf_iterator<char>(file), {});
     while (!reason->empty() && reason->back() == '\n')
         reason->pop_back();
     return true;
