@@ -20,9 +20,11 @@
 
 #include <tamba/config.h>
 #include <tamba/db.h>
+#include <tamba/lists.h>
 #include <tamba/media.h>
 #include <tamba/messages.h>
 #include <tamba/process.h>
+#include <tamba/queue.h>
 #include <tamba/semaphore.h>
 #include <tamba/text.h>
 #include <tamba/time_stamp.h>
