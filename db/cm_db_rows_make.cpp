@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr int32_t kMaxColumns = 100;
 constexpr size_t kLabelSize = 32;
 constexpr char kNull[] = "NULL";
 
@@ -145,24 +144,52 @@ void print_value(const char *value)
 
 } // namespace
 
+MakeRecords make_records(const ResultTable &table, DB_REC_LIST *list, size_t *size, TraceScope &scope)
+{
+    // Only rows are refused: a wide result without a row is an empty list.
+    if (table.columns > kMaxColumns && table.rows > 0)
+        return MakeRecords::too_wide;
+    RecordBuilder record(table.columns <= kMaxColumns ? table.columns : 0, table.names);
+    for (int32_t row = 0; list && row < table.rows; ++row) {
+        scope.fine("row %d", row + 1);
+        *size = record.measure(table.values + static_cast<ptrdiff_t>(row) * table.columns, scope);
+        if (!record.reserve(*size))
+            return MakeRecords::no_memory;
+        list->record_size = static_cast<int32_t>(*size);
+        // A record that finds no memory is reported by the list and missing; the count in the list tells.
+        add_record(list, record.build(scope), row == 0, scope.context());
+    }
+    return MakeRecords::done;
+}
+
+void print_inserts(const char *table_name, const ResultTable &table)
+{
+    for (int32_t row = 0; row < table.rows; ++row) {
+        std::printf("INSERT INTO %s (", table_name);
+        print_list(table.columns, table.names, print_name);
+        std::fputs(") VALUES (", stdout);
+        print_list(table.columns, table.values + static_cast<ptrdiff_t>(row) * table.columns, print_value);
+        std::fputs(");\n", stdout);
+    }
+    std::fflush(stdout);
+    std::printf("\n-- %d rows found \n", table.rows);
+    std::fflush(stdout);
+}
+
 int32_t iSQLITE_MAKE_DB_REC_LIS(int32_t ncol, int32_t nrow, char **colnames, char **values, DB_REC_LIST *list,
                                 char *msg, TraceContext trace)
 {
     TraceScope scope(trace, kTraceDetail, "+++ iSQLITE_MAKE_DB_REC_LIS  id=%s", list_name(list).c_str());
     scope.detail("Got %d columns", ncol);
     scope.detail("Got %d rows", nrow);
-    // Only rows are refused: a wide result without a row is an empty list.
-    if (ncol > kMaxColumns && nrow > 0)
+    size_t size = 0;
+    switch (make_records({ncol, nrow, colnames, values}, list, &size, scope)) {
+    case MakeRecords::too_wide:
         return too_many_columns(list, msg, scope);
-    RecordBuilder record(ncol <= kMaxColumns ? ncol : 0, colnames);
-    for (int32_t row = 0; list && row < nrow; ++row) {
-        scope.fine("row %d", row + 1);
-        const size_t size = record.measure(values + static_cast<ptrdiff_t>(row) * ncol, scope);
-        if (!record.reserve(size))
-            return no_memory(list, size, msg, scope);
-        list->record_size = static_cast<int32_t>(size);
-        // A record that finds no memory is reported by the list and missing; the count in the list tells.
-        add_record(list, record.build(scope), row == 0, scope.context());
+    case MakeRecords::no_memory:
+        return no_memory(list, size, msg, scope);
+    case MakeRecords::done:
+        break;
     }
     DbMessage rows;
     rows.format("%d", nrow);
@@ -175,15 +202,6 @@ int32_t iSQLITE_MAKE_EXPORT_FILE(const char *table, int32_t ncol, int32_t nrow, 
 {
     TraceScope scope(trace, kTraceDetail, "+++ iSQLITE_MAKE_EXPORT_FILE");
     scope.detail("read the columns");
-    for (int32_t row = 0; row < nrow; ++row) {
-        std::printf("INSERT INTO %s (", text_or_empty(table));
-        print_list(ncol, colnames, print_name);
-        std::fputs(") VALUES (", stdout);
-        print_list(ncol, values + static_cast<ptrdiff_t>(row) * ncol, print_value);
-        std::fputs(");\n", stdout);
-    }
-    std::fflush(stdout);
-    std::printf("\n-- %d rows found \n", nrow);
-    std::fflush(stdout);
+    print_inserts(text_or_empty(table), {ncol, nrow, colnames, values});
     return scope.leave(1, "--- iSQLITE_MAKE_EXPORT_FILE");
 }

@@ -1,12 +1,12 @@
 // One statement on the catalogue file: open, run, convert the answer, close.
 #include <db/cm_db_sqlite.h>
 #include <db/records.h>
+#include <db/statement.h>
 #include <foundation/glbv.h>
 #include <foundation/trace_scope.h>
 #include <platform/files.h>
 #include <tamba/db.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <sqlite3.h>
@@ -14,8 +14,6 @@
 namespace {
 
 constexpr size_t kPathSize = 257;
-constexpr size_t kTableNameSize = 256;
-constexpr size_t kAggregateCheckSize = 256; // how much of a query is looked at for "group by"
 
 std::atomic<int32_t> busy_limit_ms{kBusyLimitMs};
 
@@ -109,39 +107,9 @@ struct Table {
     const char *single_value() const { return columns > 0 && rows > 0 && values[0] ? values[0] : "0"; }
 };
 
-bool is_query(std::string_view sql)
-{
-    return sql.substr(0, 6) == "select";
-}
-
-bool is_aggregate(std::string_view sql)
-{
-    FixedText<kAggregateCheckSize> lower(sql);
-    std::transform(lower.data(), lower.data() + lower.length(), lower.data(), ascii_lower);
-    const std::string_view query = lower.view();
-    if (query.find("group by") != std::string_view::npos)
-        return false;
-    for (const std::string_view begin : {"select count(", "select sum(", "select min(", "select max("})
-        if (query.substr(0, begin.size()) == begin)
-            return true;
-    return false;
-}
-
-// The word after the first " from "; "" when there is none.
-FixedText<kTableNameSize> table_name(std::string_view sql)
-{
-    constexpr std::string_view kFrom = " from ", kBlanks = " \t\n\v\f\r";
-    const size_t from = sql.find(kFrom);
-    if (from == std::string_view::npos)
-        return {};
-    sql.remove_prefix(from + kFrom.size());
-    sql.remove_prefix(std::min(sql.find_first_not_of(kBlanks), sql.size()));
-    return FixedText<kTableNameSize>(sql.substr(0, sql.find_first_of(kBlanks)));
-}
-
 int32_t export_rows(std::string_view sql, const Table &table, DbMessage *msg, TraceScope &scope)
 {
-    FixedText<kTableNameSize> name = table_name(sql);
+    TableName name = table_after(sql, " from ");
     const size_t length = name.length();
     if (length > 0 && name.data()[length - 1] == ';')
         name.data()[length - 1] = '\0';

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <foundation/text.h>
+#include <foundation/trace_scope.h>
 #include <tamba/db.h>
 
 #include <string_view>
@@ -28,3 +29,19 @@ bool get_value_n(const DB_REC_LIST *list, int32_t row, const char *column, char 
 
 // DB_SEL_FIRST (first) or DB_SEL_ALLOC for a text whose length is known.
 bool add_record(DB_REC_LIST *list, std::string_view text, bool first, TraceContext &trace);
+
+// The rows of a query, row by row; NULL stands for an SQL NULL.
+struct ResultTable {
+    int32_t columns, rows;
+    char **names;
+    char **values;
+};
+constexpr int32_t kMaxColumns = 100;
+
+// Puts rows into a list (none for a NULL list).  After no_memory size tells what was missing; the rows before stay
+// in the list.
+enum class MakeRecords { done, too_wide, no_memory };
+MakeRecords make_records(const ResultTable &table, DB_REC_LIST *list, size_t *size, TraceScope &scope);
+
+// Writes rows as INSERT statements to standard output, and their number.
+void print_inserts(const char *table_name, const ResultTable &table);

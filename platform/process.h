@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 // Starts a program.  command_line holds program and arguments as on Windows: words separated by blanks,
 // grouped by double quotes, "\"" is a quote.  The program's name is taken as it stands: no ending is added,
@@ -44,6 +45,9 @@ void pl_parent_process_name(char *out, size_t size); // "unknown" when the syste
 // are written for the Windows interpreter; on Linux the few constructs that only it understands ("2>>&1", a
 // quoted whole command, "\" in the program's path, "nul") are rewritten for sh.
 int32_t pl_shell(const char *command);
+
+// The command for pl_shell that sorts the lines of a text file by their bytes into another file.
+std::string pl_sort_command(const char *input, const char *output);
 
 // Host name of this machine.
 bool pl_host_name(char *out, size_t size);

@@ -198,10 +198,8 @@ struct Program {
     int (*run)(const Call &call);
 };
 constexpr Program kPrograms[] = {
-    {"tb_init", tb_init},
-    {"tb_alarm", only_logged},
-    {"tb_os_startup", only_logged},
-    {"tb_notify", only_logged},
+    {"tb_init", tb_init},       {"tb_alarm", only_logged}, {"tb_os_startup", only_logged},
+    {"tb_notify", only_logged}, {"tb_qm", tb_qm},          {"damisql", damisql},
 };
 
 } // namespace

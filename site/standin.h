@@ -24,3 +24,7 @@ void set_global(const std::string &name, const std::string &text);
 // The path of a script of this program (site.h tells which there are), and its text; false without one.
 std::string script(const Call &call, const std::string &kind);
 bool read_script(const Call &call, const std::string &kind, std::string *text);
+
+// The programs; each returns its exit code.
+int tb_qm(const Call &call);
+int damisql(const Call &call);

@@ -20,9 +20,11 @@
 
 #include <tamba/config.h>
 #include <tamba/db.h>
+#include <tamba/files.h>
 #include <tamba/lists.h>
 #include <tamba/media.h>
 #include <tamba/messages.h>
+#include <tamba/options.h>
 #include <tamba/process.h>
 #include <tamba/queue.h>
 #include <tamba/semaphore.h>

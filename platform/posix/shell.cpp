@@ -3,8 +3,22 @@
 #include <platform/fault.h>
 #include <platform/posix/child_process.h>
 #include <platform/posix/command_line.h>
+#include <platform/posix/descriptor.h>
 
 #include <cstdio>
+
+namespace {
+
+// One word for sh, whatever stands in it.
+std::string quoted(const char *path)
+{
+    std::string word = "'";
+    for (const char c : native_path(path))
+        word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return word + "'";
+}
+
+} // namespace
 
 // Unlike system() it leaves the program's signals alone: a ctrl-c has to reach the program's own handler
 // while a command runs, as it does on Windows.
@@ -18,4 +32,9 @@ int32_t pl_shell(const char *command)
     if (!shell || shell->wait(kPlForever) != PlWait::ended || !shell->exit_code(&code))
         return -1;
     return code;
+}
+
+std::string pl_sort_command(const char *input, const char *output)
+{
+    return "LC_ALL=C sort -o " + quoted(output) + " " + quoted(input);
 }

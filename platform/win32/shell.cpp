@@ -29,3 +29,10 @@ int32_t pl_shell(const char *command)
     }
     return static_cast<int32_t>(code);
 }
+
+std::string pl_sort_command(const char *input, const char *output)
+{
+    char command[4096];
+    std::snprintf(command, sizeof command, "sort /L C %s /O %s", input, output);
+    return command;
+}

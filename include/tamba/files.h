@@ -1,0 +1,58 @@
+/* Searching files, and texts for error numbers. */
+#ifndef TAMBA_FILES_H
+#define TAMBA_FILES_H
+
+#include <tamba/tamba_export.h>
+
+#include <stdint.h>
+#include <stdio.h>
+
+TAMBA_BEGIN
+
+#define TAMBA_PATTERN_SIZE 512 /* least size of a search pattern that ends with "^" */
+
+/* Find the first and the last line of a file that matches a pattern.
+ *
+ * file     path; a leading global variable ("gv_rw_lgc:tamba.lgc") is replaced by its value
+ * pattern  a text that must stand in the line, letter case counts; or two texts joined by "|AND|" (both must) or by
+ *          "|OR|" (either); "|AND|" is looked for first, and only its first occurrence joins.  An empty text stands
+ *          in every line.  A "^" at the end is no part of the pattern: on success the line, without its last
+ *          character (its line end), takes the pattern's place.  The buffer is then TAMBA_PATTERN_SIZE, never a
+ *          literal
+ *
+ * A line is read up to 511 characters, the rest counts as a line of its own; its text ends at a zero byte.  CR LF
+ * ends a line as LF does.
+ *
+ * Return 1 found, 0 not found or not readable; pattern is unchanged then.  Thread-safe. */
+TAMBA_API int32_t file_search(const char *file, char *pattern);
+TAMBA_API int32_t file_rev_search(const char *file, char *pattern);
+
+/* Reads lines of a stream until one matches.
+ *
+ * line    512; receives the last line read, with its line end
+ * mode    'a': first and second must stand in the line, 'o': either, any other: first
+ *
+ * Returns 1, or 0 at the end of the file.  A stream belongs to one thread. */
+TAMBA_API int32_t i_SEEK_STRING(FILE *stream, char *line, const char *first, const char *second, char mode);
+
+/* Sorts the lines of a text file by their bytes.  Returns the sorting program's exit code, 0 when it succeeded. */
+TAMBA_API int32_t sort_file(const char *input, const char *output);
+
+/* Does nothing and returns 0: rights are the site's own business. */
+TAMBA_API int32_t cm_chmod(const char *path, int32_t mode);
+
+/* Hands the C library's present error number to i_FILE_CLOSE.  Closes nothing: the caller does that, before.
+ * Returns 0. */
+TAMBA_API int32_t iCM_FCLOSE(FILE *stream);
+
+/* The text of an error number of the database backup client, of the RPC runtime or of the system (Linux: of the
+ * system), in one line.
+ *
+ * text  receives at most size - 1 characters; always a readable text
+ *
+ * Returns 1, or 0 with "ESE: Unknown error code".  Thread-safe. */
+TAMBA_API int32_t ErrorCodeText(uint32_t code, int32_t size, char *text);
+
+TAMBA_END
+
+#endif
