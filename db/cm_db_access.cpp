@@ -1,5 +1,6 @@
 // iDB_ACCESS: the one door to the catalogue.
 #include <db/alloc.h>
+#include <db/client_run.h>
 #include <db/convert.h>
 #include <db/records.h>
 #include <foundation/glbv.h>
@@ -35,19 +36,37 @@ TraceScope enter(TraceContext &trace, const DB_REC_LIST *list, const char *sql)
     return TraceScope(trace, kTraceMain, "+++ DB_ACCESS id=%s  SQL=%s", list_name(list).c_str(), sql);
 }
 
+// A client that was suspended is run again, five times in all.
+int32_t run_client(const char *sql, bool export_mode, char *msg, DB_REC_LIST *list, TraceScope &scope)
+{
+    constexpr int kRuns = 5;
+    DbMessage message;
+    int32_t result = 0;
+    for (int run = 0; run < kRuns && result == 0; ++run) {
+        result = OA_DO_SQL(sql, export_mode, message.data(), list, scope.context());
+        if (message.view().find("ERROR_BROKEN_PIPE") == std::string_view::npos)
+            break;
+    }
+    copy_text(msg, TAMBA_DB_MSG_SIZE, message.view());
+    return result;
+}
+
 int32_t run(const char *sql, bool export_mode, char *msg, DB_REC_LIST *list, TraceScope &scope)
 {
     set_environment_once();
     GlobalValue type;
-    read_global("gv_db_type", &type);
+    const bool known = read_global("gv_db_type", &type);
     scope.note("gv_db_type is %s", type.c_str());
     if (type.view() == "sqlite")
         return SQLITE_DO_SQL(sql, export_mode ? 'y' : 'n', msg, TAMBA_DB_MSG_SIZE, list, scope.context());
-    DbMessage reason;
-    reason.format("ERROR: Not supported db_type '%s'", type.c_str());
-    copy_text(msg, TAMBA_DB_MSG_SIZE, reason.view());
-    scope.note("%s", reason.c_str());
-    return 0;
+    if (!known) {
+        DbMessage reason;
+        reason.format("ERROR: Not supported db_type '%s'", type.c_str());
+        copy_text(msg, TAMBA_DB_MSG_SIZE, reason.view());
+        scope.note("%s", reason.c_str());
+        return 0;
+    }
+    return run_client(sql, export_mode, msg, list, scope);
 }
 
 } // namespace

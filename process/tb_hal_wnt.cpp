@@ -4,6 +4,7 @@
 #include <foundation/glbv.h>
 #include <foundation/trace_scope.h>
 #include <foundation/version.h>
+#include <platform/child_pipe.h>
 #include <platform/files.h>
 #include <platform/process.h>
 #include <platform/thread.h>
@@ -52,6 +53,37 @@ int32_t run_process(const std::string &command)
     if (ended)
         own_trace("start_proc returns %d", code);
     return code;
+}
+
+// A command whose program was found: without a "." in its name it is a program of the system, as a process or as a
+// script; any other name is the operating system's business.
+struct ProgramCommand {
+    enum { none, process, script } kind;
+    std::string line;
+};
+
+ProgramCommand find_program(std::string_view text)
+{
+    const std::string command(text.substr(std::min(text.find_first_not_of(' '), text.size())));
+    const size_t blank = std::min(command.find(' '), command.size());
+    const std::string word = command.substr(0, blank);
+    const std::string rest = command.substr(blank); // begins with its blank: two stand before the arguments
+    if (word.find('.') != std::string::npos)
+        return {ProgramCommand::process, command};
+    GlobalValue directory;
+    if (word.empty() || !read_global("gv_ro_bin", &directory))
+        return {ProgramCommand::none, {}};
+    const auto completed = [&](const char *format) {
+        return composed(format, directory.c_str(), word.c_str(), rest.c_str());
+    };
+    const bool quoted = directory.view().find(' ') != std::string_view::npos;
+    if (pl_file_exists(completed("%s%s.exe").c_str()))
+        return {ProgramCommand::process, completed(quoted ? R"("%s%s.exe" %s)" : "%s%s.exe %s")};
+    // The command interpreter drops the outer quotes of a command that begins with a quote: it gets a pair
+    // for that.
+    if (pl_file_exists(completed("%s%s.cmd").c_str()))
+        return {ProgramCommand::script, completed(quoted ? R"(""%s%s.cmd" %s")" : "%s%s.cmd %s")};
+    return {ProgramCommand::none, {}};
 }
 
 // A process reference is a number with an optional sign; any other text is none, and neither is one that
@@ -140,29 +172,33 @@ int32_t i_cm_exec(const char *cmd)
 
 int32_t start_proc(const char *cmd)
 {
-    const std::string_view text = text_or_empty(cmd);
-    const std::string command(text.substr(std::min(text.find_first_not_of(' '), text.size())));
-    const size_t blank = std::min(command.find(' '), command.size());
-    const std::string word = command.substr(0, blank);
-    const std::string rest = command.substr(blank); // begins with its blank: two stand before the arguments
-    // Without a "." in its name it is a program of the system, as a process or as a script; any other name is
-    // the operating system's business.
-    if (word.find('.') != std::string::npos)
-        return run_process(command);
-    GlobalValue directory;
-    if (word.empty() || !read_global("gv_ro_bin", &directory))
+    const ProgramCommand command = find_program(text_or_empty(cmd));
+    switch (command.kind) {
+    case ProgramCommand::process:
+        return run_process(command.line);
+    case ProgramCommand::script:
+        return pl_shell(command.line.c_str());
+    default:
         return kNoProgram;
-    const auto completed = [&](const char *format) {
-        return composed(format, directory.c_str(), word.c_str(), rest.c_str());
-    };
-    const bool quoted = directory.view().find(' ') != std::string_view::npos;
-    if (pl_file_exists(completed("%s%s.exe").c_str()))
-        return run_process(completed(quoted ? R"("%s%s.exe" %s)" : "%s%s.exe %s"));
-    // The command interpreter drops the outer quotes of a command that begins with a quote: it gets a pair
-    // for that.
-    if (pl_file_exists(completed("%s%s.cmd").c_str()))
-        return pl_shell(completed(quoted ? R"(""%s%s.cmd" %s")" : "%s%s.cmd %s").c_str());
-    return kNoProgram;
+    }
+}
+
+int32_t iCREATE_ASYNC_SUBPROCESS(const char *cmd, TraceContext trace)
+{
+    TraceScope scope(trace, kTraceMain, "+++ CREATE_ASYNC_SUBPROCESS in %s  cmd=%s", kLibraryVersion,
+                     text_or_empty(cmd));
+    const ProgramCommand command = find_program(text_or_empty(cmd));
+    uint32_t pid = 0;
+    const bool started = command.kind != ProgramCommand::none &&
+                         pl_process_start_background(command.kind == ProgramCommand::script
+                                                         ? pl_script_command(command.line.c_str()).c_str()
+                                                         : command.line.c_str(),
+                                                     &pid);
+    if (started)
+        scope.note("%d is running", static_cast<int>(pid));
+    else
+        scope.note("Failed to CreateProcess %s", text_or_empty(cmd));
+    return scope.leave(started ? 1 : 0, "--- CREATE_ASYNC_SUBPROCESS returns %d", started ? 1 : 0);
 }
 
 int32_t start_exe(const char *cmd, TraceContext trace)

@@ -38,6 +38,12 @@ TAMBA_API int32_t i_cm_exec(const char *cmd);
  * A program's own code may be one of these numbers too.  Thread-safe. */
 TAMBA_API int32_t start_proc(const char *cmd);
 
+/* Starts a program of the system, found as start_proc finds it, and does not wait for it.  It exists when the call
+ * returns and goes on when this process ends; it inherits nothing, its three streams are the null device.
+ *
+ * Returns 1 started, 0 not (the trace tells).  Thread-safe. */
+TAMBA_API int32_t iCREATE_ASYNC_SUBPROCESS(const char *cmd, TraceContext trace);
+
 /* start_proc with entry and exit in the trace. */
 TAMBA_API int32_t start_exe(const char *cmd, TraceContext trace);
 

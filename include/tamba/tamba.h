@@ -25,6 +25,7 @@
 #include <tamba/media.h>
 #include <tamba/messages.h>
 #include <tamba/options.h>
+#include <tamba/pipes.h>
 #include <tamba/process.h>
 #include <tamba/queue.h>
 #include <tamba/semaphore.h>

@@ -1,5 +1,6 @@
 #include <platform/process.h>
 
+#include <platform/child_pipe.h>
 #include <platform/clock.h>
 #include <platform/fault.h>
 #include <platform/posix/child_process.h>
@@ -26,7 +27,7 @@ constexpr size_t kReaperStack = size_t{256} << 10;
 // for itself.
 class SpawnAttributes {
 public:
-    SpawnAttributes()
+    explicit SpawnAttributes(bool new_session)
     {
         sigset_t none, broken_pipe;
         sigemptyset(&none);
@@ -35,7 +36,9 @@ public:
         posix_spawnattr_init(&attributes_);
         posix_spawnattr_setsigmask(&attributes_, &none);
         posix_spawnattr_setsigdefault(&attributes_, &broken_pipe);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+        const int session = new_session ? POSIX_SPAWN_SETSID : 0;
+        posix_spawnattr_setflags(
+            &attributes_, static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | session));
     }
     ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
     SpawnAttributes(const SpawnAttributes &) = delete;
@@ -44,6 +47,29 @@ public:
 
 private:
     posix_spawnattr_t attributes_;
+};
+
+// What the child does before it becomes the program: its streams go to their places.  A stream that the starter has
+// closed becomes the null device, or the first file that the program opens would take its place.
+class SpawnActions {
+public:
+    explicit SpawnActions(const ChildStreams &streams)
+    {
+        posix_spawn_file_actions_init(&actions_);
+        for (int i = 0; i < 3; ++i) {
+            if (streams.streams[i] >= 0)
+                posix_spawn_file_actions_adddup2(&actions_, streams.streams[i], i);
+            else if (fcntl(i, F_GETFD) < 0)
+                posix_spawn_file_actions_addopen(&actions_, i, "/dev/null", O_RDWR, 0);
+        }
+    }
+    ~SpawnActions() { posix_spawn_file_actions_destroy(&actions_); }
+    SpawnActions(const SpawnActions &) = delete;
+    SpawnActions &operator=(const SpawnActions &) = delete;
+    const posix_spawn_file_actions_t *get() const { return &actions_; }
+
+private:
+    posix_spawn_file_actions_t actions_;
 };
 
 int32_t code_of(const siginfo_t &info)
@@ -103,6 +129,8 @@ public:
         return info.si_pid != 0 || pl_fail(EBUSY);
     }
 
+    Descriptor end_descriptor() const override { return Descriptor(fcntl(fd_.get(), F_DUPFD_CLOEXEC, 0)); }
+
 private:
     const Descriptor fd_;
 };
@@ -111,23 +139,30 @@ private:
 
 std::shared_ptr<ChildProcess> ChildProcess::start(const std::vector<std::string> &words)
 {
-    if (words.empty() || words[0].empty()) {
+    return start(words.empty() ? std::string() : words[0], words, {});
+}
+
+std::shared_ptr<ChildProcess> ChildProcess::start(const std::string &program,
+                                                  const std::vector<std::string> &words,
+                                                  const ChildStreams &streams)
+{
+    if (words.empty() || program.empty()) {
         pl_fail(PL_INVALID_PARAMETER, EINVAL);
         return nullptr;
     }
-    std::string program = words[0];
-    pl_native_path(program.data());
+    const std::string path = native_path(program.c_str());
     std::vector<char *> arguments;
     for (const std::string &word : words)
         arguments.push_back(const_cast<char *>(word.c_str()));
     arguments.push_back(nullptr);
 
-    const SpawnAttributes attributes;
+    const SpawnAttributes attributes(streams.new_session);
+    const SpawnActions actions(streams);
     pid_t pid = 0;
     const int error =
-        posix_spawnp(&pid, program.c_str(), nullptr, attributes.get(), arguments.data(), environ);
+        posix_spawnp(&pid, path.c_str(), actions.get(), attributes.get(), arguments.data(), environ);
     if (error != 0) {
-        pl_fail_path(error, program.c_str());
+        pl_fail_path(error, path.c_str());
         return nullptr;
     }
     return std::make_shared<ChildProcess>(pid);
@@ -190,6 +225,23 @@ PlWait ChildProcess::wait(uint32_t milliseconds)
     return result;
 }
 
+Descriptor ChildProcess::end_descriptor() const
+{
+    return open_pidfd(pid_);
+}
+
+int32_t ChildProcess::resume()
+{
+    const std::lock_guard lock(mutex_); // the number is this child's as long as nobody reaps it
+    if (reaped_)
+        return -1;
+    siginfo_t info = {};
+    if (waitid(P_PID, static_cast<id_t>(pid_), &info, WSTOPPED | WNOHANG | WNOWAIT) != 0 || info.si_pid == 0)
+        return 0;
+    kill(pid_, SIGCONT);
+    return 1;
+}
+
 bool ChildProcess::exit_code(int32_t *code)
 {
     if (!reap())
@@ -209,6 +261,21 @@ bool pl_process_start(const char *command_line, TB_HANDLE *process, uint32_t *pi
     *pid = static_cast<uint32_t>(child->pid());
     *process = handle_add(child);
     return *process != nullptr;
+}
+
+bool pl_process_start_background(const char *command_line, uint32_t *pid)
+{
+    if (pl_fault())
+        return false;
+    const Descriptor null(open("/dev/null", O_RDWR | O_CLOEXEC));
+    if (!null)
+        return pl_fail(errno);
+    const auto words = split_command_line(command_line ? command_line : "");
+    const ChildStreams streams = {{null.get(), null.get(), null.get()}, true};
+    const auto child = ChildProcess::start(words.empty() ? std::string() : words[0], words, streams);
+    if (child)
+        *pid = static_cast<uint32_t>(child->pid());
+    return child != nullptr; // the child is reaped when it ends, or by the system when this process has gone
 }
 
 TB_HANDLE pl_process_open(uint32_t pid)

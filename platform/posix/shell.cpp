@@ -1,5 +1,7 @@
 #include <platform/process.h>
 
+#include <platform/child_pipe.h>
+
 #include <platform/fault.h>
 #include <platform/posix/child_process.h>
 #include <platform/posix/command_line.h>
@@ -37,4 +39,18 @@ int32_t pl_shell(const char *command)
 std::string pl_sort_command(const char *input, const char *output)
 {
     return "LC_ALL=C sort -o " + quoted(output) + " " + quoted(input);
+}
+
+// One word of a command line: quotes in it are marked, and the backslashes in front of them.
+std::string pl_script_command(const char *command)
+{
+    std::string line = "/bin/sh -c \"";
+    size_t backslashes = 0;
+    for (const char c : shell_command(command)) {
+        if (c == '"')
+            line.append(backslashes + 1, '\\');
+        backslashes = c == '\\' ? backslashes + 1 : 0;
+        line += c;
+    }
+    return line.append(backslashes, '\\') + "\"";
 }

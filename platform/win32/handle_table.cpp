@@ -70,6 +70,11 @@ TB_HANDLE handle_add(OwnedHandle system, HandleKind kind)
     return table().add(std::make_shared<HandleObject>(std::move(system), kind));
 }
 
+TB_HANDLE handle_add(std::shared_ptr<HandleObject> object)
+{
+    return table().add(std::move(object));
+}
+
 std::shared_ptr<HandleObject> handle_find(TB_HANDLE handle)
 {
     auto object = table().find(handle);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <platform/handle.h>
+#include <platform/read_ahead.h>
 #include <platform/win32/system.h>
 
 #include <atomic>
@@ -10,7 +11,7 @@
 #include <memory>
 #include <mutex>
 
-enum class HandleKind : uint8_t { lock_file, mutex, process, thread, pipe, other };
+enum class HandleKind : uint8_t { lock_file, mutex, process, thread, event, pipe, channel, socket };
 
 // Something that a handle stands for.
 struct HandleObject {
@@ -22,10 +23,12 @@ struct HandleObject {
     const OwnedHandle system;
     const HandleKind kind;
     std::atomic<bool> locked{false}; // byte 0 of a lock file, through this handle
+    ReadAhead ahead;                 // of a stream
 };
 
 // Gives the object a number that fits 31 bits and is never 0.
 TB_HANDLE handle_add(OwnedHandle system, HandleKind kind);
+TB_HANDLE handle_add(std::shared_ptr<HandleObject> object);
 
 // The object of a handle; null with PL_INVALID_HANDLE for a stale or foreign number.  The caller's reference keeps the
 // object alive while another thread closes the handle.

@@ -1,5 +1,7 @@
 #include <platform/process.h>
 
+#include <platform/child_pipe.h>
+
 #include <platform/fault.h>
 #include <platform/win32/child_process.h>
 #include <platform/win32/errors.h>
@@ -14,9 +16,7 @@ int32_t pl_shell(const char *command)
     if (pl_fault())
         return -1;
     std::fflush(nullptr);
-    const char *const configured = pl_getenv("COMSPEC");
-    const std::string shell = configured && *configured ? configured : "cmd.exe";
-    const std::string text = shell + " /c " + (command ? command : "");
+    const std::string text = pl_script_command(command ? command : "");
     uint32_t pid = 0;
     OwnedHandle child = start_program(nullptr, text.c_str(), &pid);
     DWORD code = 0;
@@ -35,4 +35,10 @@ std::string pl_sort_command(const char *input, const char *output)
     char command[4096];
     std::snprintf(command, sizeof command, "sort /L C %s /O %s", input, output);
     return command;
+}
+
+std::string pl_script_command(const char *command)
+{
+    const char *const configured = pl_getenv("COMSPEC");
+    return std::string(configured && *configured ? configured : "cmd.exe") + " /c " + command;
 }

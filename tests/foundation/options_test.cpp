@@ -153,7 +153,7 @@ TEST(Fields, PiecesOfAnyNumber)
     DestLL(list);
 }
 
-TEST(Queues, BlocksComeOutInTheirOrder)
+TEST(Fifo, BlocksComeOutInTheirOrder)
 {
     FIFOList *const queue = CreateFIFOList();
     char out[8] = "#";

@@ -9,3 +9,6 @@ uint32_t open_handles();
 
 // Removes what stands in the registry of a site: TAMBA_REGISTRY of that name.
 void remove_registry(const std::string &name);
+
+// Suspends this process until somebody lets it go on.
+void suspend_this_process();

@@ -1,6 +1,7 @@
 // Descriptors: the entries of the folder in which the system shows them.
 #include "tests/support/system.h"
 
+#include <csignal>
 #include <filesystem>
 #include <iterator>
 
@@ -15,4 +16,9 @@ void remove_registry(const std::string &name)
 {
     std::error_code ignored;
     std::filesystem::remove_all(name, ignored);
+}
+
+void suspend_this_process()
+{
+    std::raise(SIGSTOP);
 }

@@ -18,3 +18,8 @@ void remove_registry(const std::string &name)
     std::replace(key.begin(), key.end(), '\\', '/');
     RegDeleteTreeA(HKEY_CURRENT_USER, ("Software\\Korvel\\tamba test kit\\" + key).c_str());
 }
+
+void suspend_this_process()
+{
+    SuspendThread(GetCurrentThread()); // its main thread is what counts
+}

@@ -1,0 +1,54 @@
+// Programs that are started with pipes for standard streams.
+#pragma once
+
+#include <platform/pipe.h>
+
+#include <cstdint>
+#include <string>
+
+struct PlChildStreams {
+    bool pipe_input = false;  // a pipe that the caller writes to, else the caller's own standard input
+    bool null_input = false;  // the null device, also when a pipe is asked for
+    bool pipe_output = false; // a pipe that the caller reads from, else the caller's own standard output
+    bool join_error = false;  // standard error goes where standard output goes, else to the caller's own
+};
+
+// All handles are the caller's to close; null where there is none.  Nothing of the child stays behind when it ends,
+// whether its handles are open or not.
+struct PlChild {
+    TB_HANDLE process, thread;
+    uint32_t pid, tid;
+    TB_HANDLE output, input;
+};
+
+enum class PlChildStart { done, no_input_pipe, no_output_pipe, not_started };
+
+// Starts a program.  program: its path as it stands; command_line: its own name and its arguments, as
+// pl_process_start takes them.  Our ends of the pipes reach no other program, the child's ends only this one.  On
+// failure nothing is open, child is all zero and the last error tells.
+PlChildStart pl_child_start(const char *program, const char *command_line, const PlChildStreams &streams,
+                            PlChild *child);
+
+// Another handle of the same object.
+TB_HANDLE pl_duplicate(TB_HANDLE handle);
+
+// Waits until a program with windows has begun to wait for input; others count as ready at once.
+void pl_child_wait_ready(TB_HANDLE process, uint32_t milliseconds);
+
+// Lets a suspended child go on.  Returns how often it was suspended, 0 when it was not, -1 when it has ended.
+// Once is enough on Linux; on Windows each call takes one suspension back.
+int32_t pl_child_resume(TB_HANDLE thread);
+
+// True when the writers of a pipe have gone and everything they wrote was read.
+bool pl_at_end(TB_HANDLE stream);
+
+// The full path of a program, which is relative to directory (itself relative to the working directory) unless it is
+// absolute.  False and the last error when there is none.
+bool pl_full_path(const char *directory, const char *program, std::string *path);
+
+// Starts a program that goes on when its starter has ended: null device for its three streams, nothing inherited,
+// no signals of the starter's terminal.  False and the last error when it cannot be started.
+bool pl_process_start_background(const char *command_line, uint32_t *pid);
+
+// The command line that runs a command of pl_shell as a program.
+std::string pl_script_command(const char *command);

@@ -1,0 +1,72 @@
+#include <platform/event.h>
+
+#include <platform/clock.h>
+#include <platform/fault.h>
+#include <platform/posix/child_process.h>
+#include <platform/posix/descriptor.h>
+#include <platform/posix/errors.h>
+
+#include <algorithm>
+#include <climits>
+#include <poll.h>
+#include <sys/eventfd.h>
+
+namespace {
+
+class EventObject final : public HandleObject {
+public:
+    static constexpr HandleKind kKind = HandleKind::event;
+    explicit EventObject(Descriptor fd) : HandleObject(kKind), fd_(std::move(fd)) {}
+    bool set() { return eventfd_write(fd_.get(), 1) == 0 || pl_fail(errno); }
+    int fd() const { return fd_.get(); }
+
+private:
+    const Descriptor fd_;
+};
+
+} // namespace
+
+TB_HANDLE pl_event_create()
+{
+    if (pl_fault())
+        return nullptr;
+    Descriptor fd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!fd) {
+        pl_fail(errno);
+        return nullptr;
+    }
+    return handle_add(std::make_shared<EventObject>(std::move(fd)));
+}
+
+bool pl_event_set(TB_HANDLE event)
+{
+    const auto object = handle_get<EventObject>(event);
+    return object && object->set();
+}
+
+PlEither pl_wait_either(TB_HANDLE process, TB_HANDLE event, uint32_t milliseconds)
+{
+    const auto child = handle_get<ProcessObject>(process);
+    const auto flag = handle_get<EventObject>(event);
+    if (!child || !flag || pl_fault())
+        return PlEither::failed;
+    const uint64_t deadline = pl_tick_ms() + milliseconds;
+    const Descriptor ended = child->end_descriptor();
+    if (!ended)
+        return child->wait(0) == PlWait::ended ? PlEither::first : PlEither::failed;
+    for (;;) {
+        const uint64_t now = pl_tick_ms(), left = deadline > now ? deadline - now : 0;
+        pollfd entries[2] = {{ended.get(), POLLIN, 0}, {flag->fd(), POLLIN, 0}};
+        const int timeout =
+            milliseconds == kPlForever ? -1 : static_cast<int>(std::min<uint64_t>(left, INT_MAX));
+        const int ready = poll(entries, 2, timeout);
+        if (ready > 0)
+            return entries[0].revents != 0 ? PlEither::first : PlEither::second;
+        if (ready == 0 && timeout >= 0 && left <= INT_MAX)
+            return PlEither::timed_out;
+        if (ready < 0 && errno != EINTR) {
+            pl_fail(errno);
+            return PlEither::failed;
+        }
+    }
+}

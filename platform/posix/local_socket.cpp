@@ -1,0 +1,133 @@
+#include <platform/posix/local_socket.h>
+
+#include <platform/posix/errors.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+namespace {
+
+constexpr int kDuplex = 2;
+
+// An address without a file.  A name that is too long is told apart from others by a number over all of it.
+struct Address {
+    sockaddr_un text = {};
+    socklen_t length = 0;
+
+    Address(const char *name, const char *suffix)
+    {
+        std::string whole = "tamba-pipe/";
+        uint64_t hash = 14695981039346656037u;
+        for (const char *at = name; *at; ++at) {
+            const char c = *at >= 'A' && *at <= 'Z' ? static_cast<char>(*at + 32) : *at;
+            hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+            whole += c;
+        }
+        constexpr size_t kRoom = sizeof text.sun_path - 32;
+        if (whole.size() > kRoom)
+            whole = whole.substr(0, kRoom - 20) + std::to_string(hash);
+        whole += suffix;
+        text.sun_family = AF_UNIX;
+        std::memcpy(text.sun_path + 1, whole.data(), whole.size()); // behind a zero: no file
+        length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + whole.size());
+    }
+    const sockaddr *get() const { return reinterpret_cast<const sockaddr *>(&text); }
+};
+
+const char *direction_suffix(int mode)
+{
+    constexpr const char *kSuffixes[] = {"/in", "/out", "/both"};
+    return kSuffixes[mode];
+}
+
+Descriptor open_socket(int type)
+{
+    return Descriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+}
+
+bool connected(const Descriptor &fd, const Address &address)
+{
+    return again_after_signal([&] { return connect(fd.get(), address.get(), address.length); }) == 0;
+}
+
+// Whether a creator with this direction has the name.
+bool has_direction(const char *name, int mode)
+{
+    const Descriptor probe = open_socket(SOCK_DGRAM);
+    return probe && connected(probe, Address(name, direction_suffix(mode)));
+}
+
+} // namespace
+
+bool PipeServer::create(const char *name, int type, int mode)
+{
+    const Address address(name, ""), direction(name, direction_suffix(mode));
+    listener_ = open_socket(type);
+    marker_ = open_socket(SOCK_DGRAM);
+    if (!listener_ || !marker_)
+        return pl_fail(errno);
+    if (bind(listener_.get(), address.get(), address.length) != 0)
+        return errno == EADDRINUSE ? pl_fail(PL_PIPE_BUSY, EBUSY) : pl_fail(errno);
+    if (bind(marker_.get(), direction.get(), direction.length) != 0 || listen(listener_.get(), 0) != 0)
+        return pl_fail(errno); // the queue has one place
+    name_ = name;
+    type_ = type;
+    return true;
+}
+
+Descriptor PipeServer::accept_client()
+{
+    Descriptor client(
+        again_after_signal([&] { return accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC); }));
+    while (client && !occupy()) {
+        // Somebody came between: it is turned away.
+        const Descriptor late(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        if (!late)
+            break;
+    }
+    return client;
+}
+
+bool PipeServer::occupy()
+{
+    Descriptor filler = open_socket(type_);
+    if (!filler || !connected(filler, Address(name_.c_str(), "")))
+        return false;
+    filler_ = std::move(filler);
+    return true;
+}
+
+void PipeServer::release_client()
+{
+    if (!filler_)
+        return;
+    const Descriptor taken(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    filler_ = Descriptor();
+}
+
+Descriptor connect_client(const char *name, int type, int mode)
+{
+    // Only the directions that do not fit are asked for: a client that does fit must not come twice.
+    for (const int creator : {0, 1})
+        if (creator == mode || mode == kDuplex)
+            if (has_direction(name, creator)) {
+                pl_fail(PL_ACCESS_DENIED, EACCES);
+                return {};
+            }
+    Descriptor fd = open_socket(type);
+    if (fd && connected(fd, Address(name, ""))) {
+        const int flags = fcntl(fd.get(), F_GETFL);
+        fcntl(fd.get(), F_SETFL, flags & ~O_NONBLOCK);
+        return fd;
+    }
+    if (errno == EAGAIN)
+        pl_fail(PL_PIPE_BUSY, EBUSY);
+    else if (errno == ECONNREFUSED)
+        pl_fail(PL_FILE_NOT_FOUND, ENOENT);
+    else
+        pl_fail(errno);
+    return {};
+}

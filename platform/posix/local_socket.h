@@ -1,0 +1,37 @@
+// Sockets of this machine that are found by a name and gone with their last descriptor: what named pipes and message
+// channels are made of.
+#pragma once
+
+#include <platform/posix/descriptor.h>
+
+#include <string>
+
+// The creator's end: at most one client at a time, as pipes with one instance have it.  The name stays taken while
+// the object lives.
+class PipeServer {
+public:
+    // type: SOCK_STREAM or SOCK_SEQPACKET.  mode tells clients which way data flow (named_pipe.h).  False and the
+    // last error on failure.
+    bool create(const char *name, int type, int mode);
+
+    // Takes the client that waits, if there is one.  Others are then told that the pipe is busy.
+    Descriptor accept_client();
+
+    // Lets the next client in.
+    void release_client();
+
+    // Readable when a client waits.
+    int descriptor() const { return listener_.get(); }
+
+private:
+    bool occupy();
+
+    Descriptor listener_;
+    Descriptor marker_; // its name tells the direction
+    Descriptor filler_; // a connection of our own in the only place of the queue
+    std::string name_;
+    int type_ = 0;
+};
+
+// Connects a client; empty and the last error on failure, see pl_named_pipe_open.
+Descriptor connect_client(const char *name, int type, int mode);
