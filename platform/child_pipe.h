@@ -23,7 +23,8 @@ struct PlChild {
 
 enum class PlChildStart { done, no_input_pipe, no_output_pipe, not_started };
 
-// Starts a program.  program: its path as it stands; command_line: its own name and its arguments, as
+// Starts a program.  program: its path as it stands, or null for the first word of command_line, which is searched
+// on PATH; command_line: its own name and its arguments, as
 // pl_process_start takes them.  Our ends of the pipes reach no other program, the child's ends only this one.  On
 // failure nothing is open, child is all zero and the last error tells.
 PlChildStart pl_child_start(const char *program, const char *command_line, const PlChildStreams &streams,

@@ -19,6 +19,7 @@
 #define TAMBA_TAMBA_H
 
 #include <tamba/config.h>
+#include <tamba/control.h>
 #include <tamba/db.h>
 #include <tamba/files.h>
 #include <tamba/lists.h>

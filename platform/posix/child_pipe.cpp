@@ -63,7 +63,11 @@ PlChildStart pl_child_start(const char *program, const char *command_line, const
     }
     if (pl_fault())
         return PlChildStart::not_started;
-    const auto process = ChildProcess::start(program, split_command_line(command_line), places);
+    const auto words = split_command_line(command_line);
+    const auto process = ChildProcess::start(program         ? program
+                                             : words.empty() ? ""
+                                                             : words[0],
+                                             words, places);
     if (!process)
         return PlChildStart::not_started;
     child->process = handle_add(process);

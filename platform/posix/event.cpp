@@ -3,28 +3,13 @@
 #include <platform/clock.h>
 #include <platform/fault.h>
 #include <platform/posix/child_process.h>
-#include <platform/posix/descriptor.h>
 #include <platform/posix/errors.h>
+#include <platform/posix/event_object.h>
 
 #include <algorithm>
 #include <climits>
 #include <poll.h>
 #include <sys/eventfd.h>
-
-namespace {
-
-class EventObject final : public HandleObject {
-public:
-    static constexpr HandleKind kKind = HandleKind::event;
-    explicit EventObject(Descriptor fd) : HandleObject(kKind), fd_(std::move(fd)) {}
-    bool set() { return eventfd_write(fd_.get(), 1) == 0 || pl_fail(errno); }
-    int fd() const { return fd_.get(); }
-
-private:
-    const Descriptor fd_;
-};
-
-} // namespace
 
 TB_HANDLE pl_event_create()
 {
@@ -41,7 +26,16 @@ TB_HANDLE pl_event_create()
 bool pl_event_set(TB_HANDLE event)
 {
     const auto object = handle_get<EventObject>(event);
-    return object && object->set();
+    return object && (eventfd_write(object->fd(), 1) == 0 || pl_fail(errno));
+}
+
+bool pl_event_wait(TB_HANDLE event, uint32_t milliseconds)
+{
+    const auto object = handle_get<EventObject>(event);
+    if (!object)
+        return false;
+    pollfd entry = {object->fd(), POLLIN, 0};
+    return poll(&entry, 1, static_cast<int>(std::min<uint32_t>(milliseconds, INT_MAX))) > 0;
 }
 
 PlEither pl_wait_either(TB_HANDLE process, TB_HANDLE event, uint32_t milliseconds)

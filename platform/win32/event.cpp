@@ -22,6 +22,12 @@ bool pl_event_set(TB_HANDLE event)
     return object && (SetEvent(object->system.get()) || pl_fail_last());
 }
 
+bool pl_event_wait(TB_HANDLE event, uint32_t milliseconds)
+{
+    const auto object = handle_find(event, HandleKind::event);
+    return object && WaitForSingleObject(object->system.get(), milliseconds) == WAIT_OBJECT_0;
+}
+
 PlEither pl_wait_either(TB_HANDLE process, TB_HANDLE event, uint32_t milliseconds)
 {
     const auto child = handle_find(process);

@@ -1,0 +1,43 @@
+/* The control client: runs a command on a client host through the control daemon there, and sockets. */
+#ifndef TAMBA_CONTROL_H
+#define TAMBA_CONTROL_H
+
+#include <tamba/tamba_export.h>
+
+#include <stdint.h>
+
+TAMBA_BEGIN
+
+/* Runs a command on a host through its control daemon and relays its standard input, output and error.
+ *
+ * port_spec   the daemon's port, or port, ":" and an option: "-s" one connection, without a channel for errors;
+ *             "-o LOW-HIGH" or "-o N" the local ports on which the daemon may call back
+ * node        host name or numeric address (IPv4)
+ * user        who runs the command there
+ * cmd         its words are grouped by single and double quotes, which are taken away; "\" protects the next character
+ *             and stays
+ * stdinfile   "" for this process's standard input
+ * outfile     output is appended to it; errfile likewise errors; with one of them both go there, with none of them to
+ *             this process's streams.  Failures of the connection are appended, too, as "ERROR: <text>"
+ * timeout     seconds for the connection and, apart, for the call-back; 0: no limit for the first and 10 seconds for
+ *             the second.  A command that runs is never cut off
+ *
+ * Returns the command's exit code (0 to 255); 253 when it could not be run, was aborted without an exit code or its
+ * output could not be written; the daemon's status when it refuses; 1 when stdinfile cannot be read.  Every thread has
+ * calls of its own. */
+TAMBA_API int32_t ctrlc_lib_call(const char *port_spec, const char *node, const char *user, const char *cmd,
+                                 const char *stdinfile, const char *outfile, const char *errfile,
+                                 int32_t timeout);
+
+/* Switches a socket to return at once (on not 0) or to wait.  Returns 0, or -1 on an error.  Thread-safe. */
+TAMBA_API int32_t iSetNonBlockmode(intptr_t socket, int32_t on);
+
+/* Sends all of length bytes.  Returns 1, or 0 on an error.  Thread-safe. */
+TAMBA_API int32_t iSendBuffer(intptr_t socket, const char *buffer, int32_t length);
+
+/* Closes count sockets, each an intptr_t (-1 for none), and ends one use of the system's sockets.  Returns 0. */
+TAMBA_API int32_t cm_CloseSocketsAndCleanup(int32_t count, ...);
+
+TAMBA_END
+
+#endif
