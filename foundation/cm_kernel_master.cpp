@@ -3,7 +3,10 @@
 
 #include <foundation/messages.h>
 #include <foundation/trace_scope.h>
+#include <platform/files.h>
 #include <platform/process.h>
+#include <tamba/client.h>
+#include <tamba/remote.h>
 
 namespace {
 
@@ -16,13 +19,47 @@ bool is_this_host(std::string_view host)
            (pl_host_name(own, sizeof own) && equal_ignoring_case(host, own));
 }
 
-// The variables of another host need remote execution, which this library cannot do yet.
-void remote_variable(char function, char *value)
+using RemoteCommand = FixedText<2048>; // remote execution leaves its message there, too
+
+// The program's call for a function; false when there is none.
+bool client_command(char function, const char *name, const char *value, RemoteCommand *command)
 {
-    if (function == '\0' || !std::strchr("rRwd", function))
-        message_to<Msg::kInvalidService>(value, TAMBA_GLBV_SIZE, function);
-    else
+    switch (function) {
+    case 'r':
+        command->format("tb_client -r -f GLBVread -n %s", name);
+        return true;
+    case 'R':
+    case 'd': // deleting reads the value, too
+        command->format("tb_client -r -f ReadAndDelete -n %s", name);
+        return true;
+    case 'w':
+        command->format("tb_client -r -f Write -n %s -s \"%s\"", name, value);
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The same service by the client program of another host, whose answer comes in a file.
+void remote_variable(const char *host, char function, const char *name, char *value, TraceContext &trace)
+{
+    RemoteCommand command;
+    if (!client_command(function, name, value, &command)) {
+        message_to<Msg::kInvalidService>(value, TAMBA_GLBV_SIZE, function ? function : ' ');
+        return;
+    }
+    char file[TAMBA_RSH_PATH_SIZE], status[TAMBA_RSH_WORD_SIZE], msg[TAMBA_RSH_WORD_SIZE];
+    make_answ_file_name(file);
+    FixedText<TAMBA_RSH_PATH_SIZE + kHostSize> target;
+    target.format("%s|%s", host, file);
+    pl_remove(file); // the answer of an earlier call must not be taken for this one's
+    if (*file == '\0' || REMOTE_CMD(target.c_str(), command.data(), 1, trace) != 1)
         copy_text(value, TAMBA_GLBV_SIZE, "?? GLBV: RemoteCmd failed");
+    else if (i_READ_RSHFILE(file, status, msg, trace) != 1)
+        copy_text(value, TAMBA_GLBV_SIZE, "?? GLBV: READ_RSHFILE failed");
+    else
+        copy_text(value, TAMBA_GLBV_SIZE, msg);
+    pl_remove(file);
 }
 
 } // namespace
@@ -42,7 +79,7 @@ char *master_glbv(const char *function, const char *name, char *value)
     if (is_this_host(host.view()))
         result = glbv(function, variable, value);
     else
-        remote_variable(text_or_empty(function)[0], value);
+        remote_variable(host.c_str(), text_or_empty(function)[0], variable, value, context);
     scope.leave(1, "--- GLBV: %s    value: %s ", variable, result);
     return result;
 }

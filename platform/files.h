@@ -37,7 +37,9 @@ bool pl_file_stamp(const char *path, PlFileStamp *stamp);
 bool pl_read_file(const char *path, std::string *out, size_t limit, PlFileStamp *stamp = nullptr);
 
 bool pl_file_exists(const char *path);
-bool pl_remove(const char *path);   // false and the last error on failure
+bool pl_remove(const char *path); // false and the last error on failure
+// Gives a file another name; a file that has it already is replaced.  False and the last error on failure.
+bool pl_rename(const char *from, const char *to);
 bool pl_make_dir(const char *path); // one level
 void pl_native_path(char *path);    // Linux: every "\" becomes "/"; Windows: nothing
 

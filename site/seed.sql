@@ -5,6 +5,16 @@ begin transaction;
 
 insert into clients (client_id, name, os, accessmode) values (1, 'localhost', 'linux', 'C');
 insert into clients (client_id, name, os, accessmode) values (2, 'workshop', 'linux', 'C');
+-- One client for each way to reach a host, and those that are not as they should be.
+insert into clients (client_id, name, os, accessmode) values (3, 'desk', 'windows', 'J');
+insert into clients (client_id, name, os, accessmode) values (4, 'attic', 'vms', 'R');
+insert into clients (client_id, name, os, accessmode) values (5, 'cellar', 'netware', 'C');
+insert into clients (client_id, name, os, accessmode) values (6, 'twin', 'linux', 'R');
+insert into clients (client_id, name, os, accessmode) values (7, 'twin', 'windows', 'R');
+insert into clients (client_id, name, os, accessmode) values (8, 'shed', 'linux', 'x');
+insert into clients (client_id, name, os, accessmode, access_options) values (9, '127.0.0.1', 'windows', 'C', '-s');
+insert into oper_systems (os, platform) values ('vms', 'VMS');
+insert into oper_systems (os, platform) values ('netware', 'NETWARE');
 insert into oper_systems (os, platform) values ('linux', 'UNIX');
 insert into oper_systems (os, platform) values ('windows', 'WNT');
 

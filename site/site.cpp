@@ -19,8 +19,8 @@ namespace {
 constexpr const char kCompanyKey[] = "Software\\Korvel\\tamba";
 constexpr const char *const kDirectories[] = {"ini",  "lgc", "work/sem", "work/site", "glbv",
                                               "info", "db",  "log",      "bin/tamba", "registry"};
-constexpr const char *const kPrograms[] = {"tb_init",   "tb_alarm", "tb_os_startup",
-                                           "tb_notify", "tb_qm",    "damisql"};
+constexpr const char *const kPrograms[] = {"tb_init", "tb_alarm", "tb_os_startup", "tb_notify", "tb_qm",
+                                           "damisql", "tbc",      "tb_client",     "jrsh",      "rsh"};
 
 struct Variable {
     const char *name, *relative; // directories below the root end with "/"

@@ -198,8 +198,16 @@ struct Program {
     int (*run)(const Call &call);
 };
 constexpr Program kPrograms[] = {
-    {"tb_init", tb_init},       {"tb_alarm", only_logged}, {"tb_os_startup", only_logged},
-    {"tb_notify", only_logged}, {"tb_qm", tb_qm},          {"damisql", damisql},
+    {"tb_init", tb_init},
+    {"tb_alarm", only_logged},
+    {"tb_os_startup", only_logged},
+    {"tb_notify", only_logged},
+    {"tb_qm", tb_qm},
+    {"damisql", damisql},
+    {"tbc", tbc},
+    {"tb_client", tb_client},
+    {"jrsh", remote_shell},
+    {"rsh", remote_shell},
 };
 
 } // namespace

@@ -28,3 +28,6 @@ bool read_script(const Call &call, const std::string &kind, std::string *text);
 // The programs; each returns its exit code.
 int tb_qm(const Call &call);
 int damisql(const Call &call);
+int tbc(const Call &call);
+int tb_client(const Call &call);
+int remote_shell(const Call &call);

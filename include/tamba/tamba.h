@@ -18,6 +18,7 @@
 #ifndef TAMBA_TAMBA_H
 #define TAMBA_TAMBA_H
 
+#include <tamba/client.h>
 #include <tamba/config.h>
 #include <tamba/control.h>
 #include <tamba/db.h>
@@ -29,6 +30,7 @@
 #include <tamba/pipes.h>
 #include <tamba/process.h>
 #include <tamba/queue.h>
+#include <tamba/remote.h>
 #include <tamba/semaphore.h>
 #include <tamba/text.h>
 #include <tamba/time_stamp.h>

@@ -215,6 +215,13 @@ bool pl_remove(const char *path)
     return unlink(NativePath(path)) == 0 || pl_fail_path(errno, path ? path : "");
 }
 
+bool pl_rename(const char *from, const char *to)
+{
+    if (pl_fault())
+        return false;
+    return rename(NativePath(from), NativePath(to)) == 0 || pl_fail_path(errno, from ? from : "");
+}
+
 bool pl_make_dir(const char *path)
 {
     if (pl_fault())

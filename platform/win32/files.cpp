@@ -300,6 +300,13 @@ bool pl_remove(const char *path)
     return DeleteFileA(path ? path : "") || pl_fail_last();
 }
 
+bool pl_rename(const char *from, const char *to)
+{
+    if (pl_fault())
+        return false;
+    return MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING) || pl_fail_last();
+}
+
 bool pl_make_dir(const char *path)
 {
     if (pl_fault())

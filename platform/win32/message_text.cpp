@@ -4,6 +4,7 @@
 #include <platform/win32/system.h>
 
 #include <cstdio>
+#include <cstring>
 #include <rpc.h>
 
 namespace {
@@ -44,10 +45,17 @@ PlMessage pl_module_message(const char *module, uint32_t number, char *out, size
 PlMessage pl_rpc_message(uint32_t number, char *out, size_t size)
 {
     unsigned char text[256]; // filled up to its whole size, whatever the caller has room for
+    char no_error[256] = "";
     if (DceErrorInqTextA(static_cast<RPC_STATUS>(number), text) != RPC_S_OK)
         return PlMessage::missing;
     text[sizeof text - 1] = '\0';
-    std::snprintf(out, size, "%s", reinterpret_cast<const char *>(text));
+    // Some systems answer an unknown number with the text for just that, and success.
+    const auto *const answer = reinterpret_cast<const char *>(text);
+    const DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                        RPC_S_NOT_RPC_ERROR, 0, no_error, sizeof no_error, nullptr);
+    if (length > 0 && number != RPC_S_NOT_RPC_ERROR && std::strcmp(answer, no_error) == 0)
+        return PlMessage::missing;
+    std::snprintf(out, size, "%s", answer);
     return PlMessage::found;
 }
 

@@ -69,6 +69,19 @@ protected:
         const auto rows = site_rows(site, query);
         return rows.empty() ? "no row" : rows[0][0];
     }
+    // Gives a key of the ini file its value, in a section that is there.
+    void set_ini(const std::string &section, const std::string &key, const std::string &text) const
+    {
+        const std::string file = site.path("ini/tb.ini");
+        std::string ini = read_text(file);
+        const size_t at = ini.find("\n" + key + "=");
+        const std::string header = "[" + section + "]\n";
+        if (at == std::string::npos)
+            ini.insert(ini.find(header) + header.size(), key + "=" + text + "\n");
+        else
+            ini.replace(at, ini.find('\n', at + 1) - at, "\n" + key + "=" + text);
+        ASSERT_TRUE(write_text(file, ini));
+    }
     std::string protocol() const { return read_text(site.path("log/tamba.prot")); }
     std::string trace_text() const { return read_text(site.path("lgc/test.lgc")); }
 

@@ -109,7 +109,10 @@ TEST_F(FileSearch, StreamsAreReadUpToTheMatchingLine)
 TEST_F(FileSearch, FilesAreSortedByTheirBytes)
 {
     write("in.txt", "b\nB\n\344\na\n");
-    EXPECT_EQ(sort_file(path("in.txt").c_str(), path("out.txt").c_str()), 0);
+    const int32_t result = sort_file(path("in.txt").c_str(), path("out.txt").c_str());
+    if (result == 9009)
+        GTEST_SKIP() << "this system has no sort program";
+    EXPECT_EQ(result, 0);
     EXPECT_EQ(lines("out.txt").size(), 4u);
     EXPECT_NE(sort_file(path("missing").c_str(), path("out.txt").c_str()), 0);
     EXPECT_EQ(cm_chmod("x", 0777), 0);

@@ -1,0 +1,181 @@
+// Remote commands: the three ways.
+#include <process/remote_cmd.h>
+
+#include <foundation/glbv.h>
+#include <foundation/messages.h>
+#include <foundation/trace_scope.h>
+#include <platform/files.h>
+#include <process/tb_ctrl.h>
+#include <tamba/control.h>
+#include <tamba/process.h>
+
+namespace {
+
+constexpr int32_t kLastProgramStatus = 200; // above it the daemon was not reached or did not permit
+
+FixedText<16> daemon_port()
+{
+    FixedText<16> port;
+    char reason[256];
+    if (!i_READ_INI("TB_INI", "[CTRLD_Server]", "CTRLD_Port", port.data(), static_cast<int32_t>(port.size()),
+                    reason, sizeof reason) ||
+        port.empty())
+        port.assign("11301");
+    return port;
+}
+
+// Only the options that the control client knows; everything else, the word NULL included, is none.
+const char *daemon_options(const RemoteClient &client)
+{
+    const std::string_view options = client.options.view();
+    return options.substr(0, 2) == "-s" || options.substr(0, 2) == "-o" ? client.options.c_str() : "";
+}
+
+const char *daemon_user(const RemoteClient &client)
+{
+    return client.platform.view() == "WNT" || client.platform.view() == "Windows" ? "system" : "root";
+}
+
+int32_t run_shell(const RemoteCall &call, const std::string &command)
+{
+    trace_at(call.trace, kTraceMain, "Cmd=%s", command.c_str());
+    report_command(call, command.c_str());
+    return i_cm_system(command.c_str());
+}
+
+// The failure's text, from where the command's errors went.
+void explain(const RemoteCall &call, const char *pattern)
+{
+    const char *const file = call.target.errors.c_str();
+    if (take_line(file, pattern, call.msg)) {
+        trace_at(call.trace, kTraceMain, "error-text from returnfile: %s", call.msg->c_str());
+        return;
+    }
+    trace_at(call.trace, kTraceMain, "couldn't find error-text in returnfile: %s", file);
+    if (*ctrl_first_error())
+        call.msg->assign(ctrl_first_error());
+    else
+        call.msg->format("couldn't find error-text in returnfile: %s", file);
+}
+
+int32_t call_daemon(const RemoteCall &call, const char *port, const char *options)
+{
+    const RemoteTarget &target = call.target;
+    const char *const user = daemon_user(call.client);
+    report_command(call, remote_command("CTRLC_LIB_CALL: -t %d -l %s %s %s %s", call.timeout, user, options,
+                                        target.node.c_str(), call.cmd)
+                             .c_str());
+    const std::string spec = std::string(port) + ":" + options;
+    const char *const output = target.writes_file() ? target.output.c_str() : "";
+    const char *const errors = target.writes_file() ? target.errors.c_str() : "";
+    const int32_t status = ctrlc_lib_call(spec.c_str(), target.node.c_str(), user, call.cmd,
+                                          target.input.c_str(), output, errors, call.timeout);
+    trace_at(call.trace, kTraceMain, "status from ctrlc_lib_call=%d", status);
+    return status;
+}
+
+int32_t judge_daemon(const RemoteCall &call, int32_t status)
+{
+    if (status <= 0)
+        return 1;
+    if (status <= kLastProgramStatus) {
+        trace_at(call.trace, kTraceMain, "problem during called program");
+        explain(call, "STATUS=^");
+        return 0;
+    }
+    trace_at(call.trace, kTraceMain,
+             "problem with access to remote client ( tb_ctrld_main not running or no permit )");
+    explain(call, "ERROR:^");
+    prot_message<Msg::kRemoteFailed>(call.target.node.c_str(), call.msg->c_str());
+    return 0;
+}
+
+// The control client as a program of its own, for sites that still have it.
+int32_t run_external_client(const RemoteCall &call, const char *port, const char *options)
+{
+    const RemoteTarget &target = call.target;
+    std::string redirection;
+    if (!redirection_of(target, &redirection)) {
+        call.msg->assign("CREATE_REDIRECTION failed");
+        return 0;
+    }
+    const char *const user = daemon_user(call.client);
+    const std::string command =
+        call.timeout > 0 ? remote_command("tb_ctrlc -t %d -l %s -p %s %s %s %s %s", call.timeout, user, port,
+                                          options, target.node.c_str(), call.cmd, redirection.c_str())
+                         : remote_command("tb_ctrlc -l %s -p %s %s %s %s %s", user, port, options,
+                                          target.node.c_str(), call.cmd, redirection.c_str());
+    if (run_shell(call, command) == 0)
+        return 1;
+    if (!take_line(target.errors.c_str(), "CTRLD reply:^", call.msg))
+        call.msg->format("couldn't find error-text in returnfile: %s", target.errors.c_str());
+    pl_remove(target.errors.c_str());
+    return 0;
+}
+
+// Appends nothing: the whole file takes the place of the other.
+void copy_file(const char *from, const char *to)
+{
+    std::string text;
+    if (pl_read_file(from, &text, SIZE_MAX))
+        pl_overwrite_file(to, text.data(), text.size(), nullptr);
+}
+
+} // namespace
+
+int32_t remote_by_daemon(const RemoteCall &call, int32_t *status)
+{
+    const FixedText<16> port = daemon_port();
+    const char *const options = daemon_options(call.client);
+    trace_at(call.trace, kTraceMain, "CtrldPort=%s    PortOpt=%s", port.c_str(), options);
+    GlobalValue old;
+    if (read_global("gv_ctrlc_old", &old))
+        return run_external_client(call, port.c_str(), options);
+    *status = call_daemon(call, port.c_str(), options);
+    return judge_daemon(call, *status);
+}
+
+// Its output goes to the error file and is copied to the output file last; the search looks at what the output file
+// held before that, so that with two files a refusal is not noticed.  Sites use one.
+int32_t remote_by_jrsh(const RemoteCall &call)
+{
+    const RemoteTarget &target = call.target;
+    const std::string variable = std::string("gv_port_jrshd_") + target.node.c_str();
+    const std::string port = global_or(variable.c_str(), global_or("gv_port_jrshd", "11101").c_str());
+    const std::string program = global_or("gv_jrsh_cons", "jrsh");
+    const std::string command =
+        remote_command(call.background ? "%s -p %s -a %s TAMBA \"%s\" > %s" : "%s -p %s %s TAMBA \"%s\" > %s",
+                       program.c_str(), port.c_str(), target.node.c_str(), call.cmd, target.errors.c_str());
+    report_command(call, command.c_str());
+    const int32_t status = i_cm_system(command.c_str());
+    trace_at(call.trace, kTraceMain, "executed the cmd => status=%d", status);
+    FixedText<TB_REMOTE_CMD_SIZE> line;
+    const bool refused = take_line(target.output.c_str(), "not allowed^", &line) ||
+                         take_line(target.output.c_str(), "Excep^", &line);
+    if (refused)
+        call.msg->format("Error: RemoteCmd %s: %s Port %s", target.node.c_str(), line.c_str(), port.c_str());
+    else if (status != 0)
+        call.msg->format("jrsh ended with exit code %d", status);
+    if (target.errors.view() != target.output.view())
+        copy_file(target.errors.c_str(), target.output.c_str());
+    return status == 0 && !refused ? 1 : 0;
+}
+
+int32_t remote_by_rsh(const RemoteCall &call)
+{
+    const char *const node = call.target.node.c_str();
+    const char *const user = call.client.platform.view() == "VMS" ? "korvelnetbck" : "root";
+    std::string redirection;
+    if (!redirection_of(call.target, &redirection)) {
+        call.msg->assign("CREATE_REDIRECTION failed");
+        return 0;
+    }
+    const std::string command =
+        call.background ? remote_command("rsh %s -l %s \"nohup %s %s &\" %s", node, user, call.cmd,
+                                         redirection.c_str(), redirection.c_str())
+                        : remote_command("rsh %s -l %s \"%s\" %s", node, user, call.cmd, redirection.c_str());
+    const int32_t status = run_shell(call, command);
+    if (status != 0)
+        call.msg->format("rsh ended with exit code %d", status);
+    return status == 0 ? 1 : 0;
+}
