@@ -32,7 +32,10 @@ if(WIN32)
   configure_file(cmake/tamba.rc.in tamba.rc @ONLY)
   target_sources(tamba PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/tamba.rc)
 elseif(NOT APPLE)
-  target_link_options(tamba PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/tamba.map -Wl,-z,defs,-z,relro,-z,now)
+  target_link_options(tamba PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/tamba.map -Wl,-z,relro,-z,now)
+  if(NOT TAMBA_SANITIZE) # clang's sanitizer runtimes are in the program, not in its libraries
+    target_link_options(tamba PRIVATE -Wl,-z,defs)
+  endif()
   set_target_properties(tamba PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/tamba.map)
 endif()
 

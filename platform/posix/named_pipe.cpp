@@ -27,7 +27,7 @@ public:
         return has_client() && StreamObject::write(data, size, put);
     }
 
-    bool wait()
+    bool wait_for_client()
     {
         while (!has_client()) {
             if (pl_last_error().kind != PL_PIPE_LISTENING)
@@ -93,5 +93,5 @@ bool pl_named_pipe_wait(TB_HANDLE pipe)
         return false;
     if (!object->is_server())
         return pl_fail(PL_INVALID_HANDLE, EBADF);
-    return std::static_pointer_cast<NamedPipe>(object)->wait();
+    return std::static_pointer_cast<NamedPipe>(object)->wait_for_client();
 }
