@@ -74,7 +74,7 @@ OptionStep next_option(OptionState *state, int argc, char *const argv[], const c
     return {letter, OptionEnd::option, nullptr};
 }
 
-int getopt(int argc, char *const argv[], const char *optstring)
+int getopt(int argc, char *const argv[], const char *optstring) TAMBA_LIBC_NOEXCEPT
 {
     static OptionState state = {&optind, "-/"};
     if (optind <= 1)

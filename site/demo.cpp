@@ -84,6 +84,7 @@ int run_demo(const Options &options)
                        "site " + stage.site.root + "   language " + options.language);
     one_program_steps(stage);
     two_program_steps(stage);
+    host_steps(stage);
     const bool good = stage.report.finish();
     if (options.keep || !good) {
         std::printf("The site is still there: %s\n", stage.site.root.c_str());

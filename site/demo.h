@@ -36,6 +36,9 @@ void show_left_behind(Report &report, const Difference &left);
 void one_program_steps(Stage &stage);
 void two_program_steps(Stage &stage);
 
+// The second act: job queues, and a client host behind its control daemon.
+void host_steps(Stage &stage);
+
 // A backup program of its own: asks and writes the answer to work/site/<name>.answer.
 int run_child(const std::string &site, const std::string &name, const std::string &drive,
               const std::string &media);

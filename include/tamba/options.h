@@ -22,7 +22,7 @@ TAMBA_API extern char *optarg;
  *
  * Returns the letter, '?' for an unknown letter or one whose argument is missing, or -1 at the first word that is
  * no option (optind is its index) and behind "-" or "--" (optind is behind it).  Prints nothing. */
-TAMBA_API int getopt(int argc, char *const argv[], const char *optstring);
+TAMBA_API int getopt(int argc, char *const argv[], const char *optstring) TAMBA_LIBC_NOEXCEPT;
 
 #define TAMBA_OPTION_SIZE 512 /* least size of mygetopt's value */
 

@@ -48,4 +48,11 @@
 #define TAMBA_LIBC_HAS_STRLCPY 1
 #endif
 
+/* glibc's promise for functions of its own, which C++ wants in every declaration of such a function. */
+#if defined(__cplusplus) && defined(__GLIBC__)
+#define TAMBA_LIBC_NOEXCEPT noexcept
+#else
+#define TAMBA_LIBC_NOEXCEPT
+#endif
+
 #endif
