@@ -10,7 +10,8 @@ struct PlChildStreams {
     bool pipe_input = false;  // a pipe that the caller writes to, else the caller's own standard input
     bool null_input = false;  // the null device, also when a pipe is asked for
     bool pipe_output = false; // a pipe that the caller reads from, else the caller's own standard output
-    bool join_error = false;  // standard error goes where standard output goes, else to the caller's own
+    bool pipe_error = false;  // the same for standard error
+    bool join_error = false;  // standard error goes where standard output goes
 };
 
 // All handles are the caller's to close; null where there is none.  Nothing of the child stays behind when it ends,
@@ -18,10 +19,15 @@ struct PlChildStreams {
 struct PlChild {
     TB_HANDLE process, thread;
     uint32_t pid, tid;
-    TB_HANDLE output, input;
+    TB_HANDLE output, input, errors;
 };
 
-enum class PlChildStart { done, no_input_pipe, no_output_pipe, not_started };
+enum class PlChildStart {
+    done,
+    no_input_pipe,
+    no_output_pipe,
+    not_started
+}; // no_output_pipe: for errors, too
 
 // Starts a program.  program: its path as it stands, or null for the first word of command_line, which is searched
 // on PATH; command_line: its own name and its arguments, as

@@ -1,16 +1,12 @@
 #include <site/daemon.h>
 
 #include <platform/child_pipe.h>
-#include <platform/files.h>
 #include <platform/process.h>
 #include <platform/socket.h>
 #include <tamba/control.h>
 
 #include <algorithm>
-#include <atomic>
-#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 
 namespace {
 
@@ -58,13 +54,6 @@ void send_output(intptr_t socket, TB_HANDLE output)
     pl_close(output);
 }
 
-std::string error_file()
-{
-    static std::atomic<int> count{0};
-    const std::string name = "tamba-ctrld-" + std::to_string(pl_process_id()) + "-" + std::to_string(count++);
-    return (std::filesystem::temp_directory_path() / name).string();
-}
-
 } // namespace
 
 bool daemon_send(intptr_t socket, const std::string &text)
@@ -95,33 +84,26 @@ void run_command(const DaemonCall &call)
 {
     daemon_send(call.first, std::string(1, '\0'));
     const intptr_t second = call.port.empty() ? call.first : call.call_back();
-    const std::string errors = error_file();
     PlChildStreams streams;
-    streams.pipe_input = streams.pipe_output = true;
+    streams.pipe_input = streams.pipe_output = streams.pipe_error = true;
     PlChild child;
-    uint8_t code = 255;
-    // The errors of the command go to a file: the two streams of a program come through one pipe or two, not three.
-    if (pl_child_start(nullptr, pl_script_command(("(" + call.command + ") 2>" + errors).c_str()).c_str(),
-                       streams, &child) == PlChildStart::done) {
-        std::thread input(feed_input, call.first, child.input);
+    int32_t code = 255;
+    if (pl_child_start(nullptr, pl_script_command(call.command.c_str()).c_str(), streams, &child) ==
+        PlChildStart::done) {
+        std::thread input(feed_input, call.first, child.input), errors(send_output, second, child.errors);
         send_output(call.first, child.output);
+        errors.join();
         pl_wait(child.process, kPlForever);
-        int32_t exit_code = 255;
-        pl_process_exit_code(child.process, &exit_code);
-        code = static_cast<uint8_t>(exit_code);
+        pl_process_exit_code(child.process, &code);
         pl_close(child.process);
         pl_close(child.thread);
-        std::string text;
-        pl_read_file(errors.c_str(), &text, SIZE_MAX);
-        daemon_send(second, text);
-        pl_socket_send_urgent(second, code);
+        pl_socket_send_urgent(second, static_cast<uint8_t>(code));
         pl_socket_shutdown(call.first); // the input that still comes is nobody's any more
         input.join();
     } else {
         daemon_send(second, "the shell cannot be started\n");
-        pl_socket_send_urgent(second, code);
+        pl_socket_send_urgent(second, static_cast<uint8_t>(code));
     }
-    pl_remove(errors.c_str());
     if (second != call.first && second != kPlNoSocket)
         pl_socket_close(second);
 }

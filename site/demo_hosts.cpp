@@ -76,7 +76,7 @@ void job_is_missing(Stage &stage)
         });
     stage.report.check(std::string(msg) == expected, "the message in the set language");
     stage.report.check(left.protocol.size() == 1 && any_contains(left.protocol, "E008-BASICS") &&
-                           any_contains(left.protocol, "tb_qm start day: no queue day"),
+                           any_contains(left.protocol, "no queue day"),
                        "the protocol names the command and tb_qm's reason: E008-BASICS");
 }
 

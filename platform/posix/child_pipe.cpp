@@ -46,15 +46,18 @@ PlChildStart pl_child_start(const char *program, const char *command_line, const
                             PlChild *child)
 {
     *child = {};
-    Ends input, output;
+    Ends input, output, errors;
     if (streams.pipe_input && !open_pipe(&input))
         return PlChildStart::no_input_pipe;
     if (streams.pipe_output && !open_pipe(&output))
+        return PlChildStart::no_output_pipe;
+    if (streams.pipe_error && !open_pipe(&errors))
         return PlChildStart::no_output_pipe;
     const Descriptor null(streams.null_input ? open("/dev/null", O_RDONLY | O_CLOEXEC) : -1);
     ChildStreams places;
     places.streams[0] = streams.null_input ? null.get() : input.read.get();
     places.streams[1] = output.write.get();
+    places.streams[2] = errors.write.get();
     Descriptor own_output; // where error goes when output is the starter's own
     if (streams.join_error) {
         if (!output.write)
@@ -75,6 +78,7 @@ PlChildStart pl_child_start(const char *program, const char *command_line, const
     child->pid = child->tid = static_cast<uint32_t>(process->pid());
     child->output = stream_handle(std::move(output.read));
     child->input = stream_handle(std::move(input.write));
+    child->errors = stream_handle(std::move(errors.read));
     return PlChildStart::done;
 }
 

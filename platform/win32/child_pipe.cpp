@@ -81,10 +81,12 @@ PlChildStart pl_child_start(const char *program, const char *command_line, const
                             PlChild *child)
 {
     *child = {};
-    Ends input, output;
+    Ends input, output, errors;
     if (streams.pipe_input && !open_pipe(&input))
         return PlChildStart::no_input_pipe;
     if (streams.pipe_output && !open_pipe(&output))
+        return PlChildStart::no_output_pipe;
+    if (streams.pipe_error && !open_pipe(&errors))
         return PlChildStart::no_output_pipe;
     if (pl_fault())
         return PlChildStart::not_started;
@@ -96,7 +98,9 @@ PlChildStart pl_child_start(const char *program, const char *command_line, const
                      : input.read       ? input.read.get()
                                         : own_stream(STD_INPUT_HANDLE, null);
     info.hStdOutput = output.write ? output.write.get() : own_stream(STD_OUTPUT_HANDLE, null);
-    info.hStdError = streams.join_error ? info.hStdOutput : own_stream(STD_ERROR_HANDLE, null);
+    info.hStdError = streams.join_error ? info.hStdOutput
+                     : errors.write     ? errors.write.get()
+                                        : own_stream(STD_ERROR_HANDLE, null);
     PROCESS_INFORMATION process = {};
     if (!start(program, command_line, info, &process))
         return PlChildStart::not_started;
@@ -106,6 +110,7 @@ PlChildStart pl_child_start(const char *program, const char *command_line, const
     child->tid = process.dwThreadId;
     child->output = stream_handle(std::move(output.read));
     child->input = stream_handle(std::move(input.write));
+    child->errors = stream_handle(std::move(errors.read));
     return PlChildStart::done;
 }
 
