@@ -74,12 +74,14 @@ private:
                 if (stopped_)
                     return false;
                 if (!pl_socket_send(socket_, data, size, &sent))
-                    ++failures;
+                    failures += pl_last_error().kind == PL_WOULD_BLOCK ? 0 : 1;
             }
             data += sent;
             size -= sent;
             if (size == 0)
                 return true;
+            if (sent == 0 && failures == 0)
+                pl_event_wait(stop_, 1); // to be tried again
             if (failures > kFailuresAtOnce && pl_event_wait(stop_, control_timing.resend_pause_ms))
                 return false;
         }

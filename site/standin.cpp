@@ -49,6 +49,7 @@ bool read_script(const Call &call, const std::string &kind, std::string *text)
     if (!file)
         return false;
     text->assign(std::istreambuf_iterator<char>(file), {});
+    std::erase(*text, '\r'); // what is printed gets the platform's line ends
     return true;
 }
 

@@ -226,9 +226,16 @@ bool pl_socket_receive(PlSocket socket, void *buffer, size_t size, size_t *got)
     return true;
 }
 
+// A socket that waits would wait here, too: it does not for the moment.  A sender in another thread may be told
+// meanwhile to try again.
 bool pl_socket_receive_urgent(PlSocket socket, uint8_t *byte)
 {
-    return recv(number(socket), reinterpret_cast<char *>(byte), 1, MSG_OOB) == 1 || fail_socket();
+    u_long at_once = 1, waits = 0;
+    ioctlsocket(number(socket), FIONBIO, &at_once);
+    const int count = recv(number(socket), reinterpret_cast<char *>(byte), 1, MSG_OOB);
+    const int error = WSAGetLastError();
+    ioctlsocket(number(socket), FIONBIO, &waits);
+    return count == 1 || pl_fail(static_cast<uint32_t>(error));
 }
 
 bool pl_socket_send(PlSocket socket, const void *data, size_t size, size_t *sent)

@@ -3,7 +3,7 @@
 #include "tests/support/system.h"
 #include "tests/support/test_site.h"
 
-#include <platform/clock.h>
+#include <platform/process.h>
 #include <platform/socket.h>
 #include <process/tb_ctrl.h>
 #include <site/daemon.h>
@@ -63,10 +63,13 @@ TEST_F(Control, ACommandRunsWithItsStreams)
     for (int i = 0; i < 70000; ++i)
         binary += static_cast<char>(i * 7 + i / 256);
     write("in", "line\n");
-    EXPECT_EQ(call(daemon.port(), "", "sort", 3), 0) << ctrl_first_error();
-    EXPECT_EQ(read("out"), "line\n");
+    char self[1024] = "";
+    pl_program_path(self, sizeof self);
+    EXPECT_EQ(call(daemon.port(), "", std::string(self) + " --child copy_input .", 3), 0)
+        << ctrl_first_error();
+    EXPECT_EQ(read("out"), "ready\nline\nend\n");
     EXPECT_EQ(call(daemon.port(), "-s", "echo more", 0, "localhost"), 0) << ctrl_first_error();
-    EXPECT_EQ(lines("out").size(), 2u) << "output is appended";
+    EXPECT_EQ(lines("out").size(), 4u) << "output is appended";
     EXPECT_EQ(call(daemon.port(), "", "exit 253"), 253);
     EXPECT_EQ(ctrl_exit_code(), 253) << "the command's own code";
     EXPECT_STREQ(ctrl_first_error(), "");
