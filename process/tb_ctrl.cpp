@@ -14,6 +14,8 @@ namespace {
 
 using ErrorText = FixedText<1024>;
 
+constexpr size_t kLongestRefusal = 65536; // a peer that never ends its line is no daemon
+
 struct CallState {
     ErrorText first_error;
     int32_t exit_code = -1;
@@ -160,10 +162,11 @@ int32_t refusal(PlSocket socket)
     ErrorText reply{"CTRLD reply: "};
     char c = 0;
     size_t got = 0;
-    while (pl_socket_receive(socket, &c, 1, &got) && got == 1 && c != '\n')
+    size_t length = 0;
+    while (length++ < kLongestRefusal && pl_socket_receive(socket, &c, 1, &got) && got == 1 && c != '\n')
         reply.append(std::string_view(&c, 1));
     uint8_t status = 0;
-    if (!pl_socket_receive(socket, &status, 1, &got) || got == 0 || status == 0)
+    if (length > kLongestRefusal || !pl_socket_receive(socket, &status, 1, &got) || got == 0 || status == 0)
         status = static_cast<uint8_t>(kControlFailure); // a refusal is never a success
     ctrl_failed("%s", reply.c_str());
     return status;

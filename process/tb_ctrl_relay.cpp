@@ -15,6 +15,7 @@ namespace {
 
 constexpr size_t kBlock = 1024;
 constexpr char kEndOfInput[] = "END OF STDIN";
+constexpr uint32_t kStopSlice = 100;  // after which a sender that has to wait looks whether it has to stop
 constexpr uint32_t kThreadEnd = 2000; // for the input thread to notice that it has to stop
 constexpr int kMostFailures = 30, kFailuresAtOnce = 3;
 
@@ -65,23 +66,27 @@ private:
         return *got > 0 ? PlInput::data : PlInput::end;
     }
 
+    // Sends when there is room, so that the end never waits for a daemon that does not read.
     bool send(const char *data, size_t size)
     {
         for (int failures = 0; failures < kMostFailures;) {
+            PlSocketWait room = {socket_, kPlWritable, 0};
+            if (pl_event_wait(stop_, 0))
+                return false;
+            if (pl_socket_wait(&room, 1, kStopSlice) == 0)
+                continue;
             size_t sent = 0;
             {
                 const std::lock_guard lock(mutex_);
                 if (stopped_)
                     return false;
-                if (!pl_socket_send(socket_, data, size, &sent))
-                    failures += pl_last_error().kind == PL_WOULD_BLOCK ? 0 : 1;
+                if (!pl_socket_send(socket_, data, size, &sent) && pl_last_error().kind != PL_WOULD_BLOCK)
+                    ++failures;
             }
             data += sent;
             size -= sent;
             if (size == 0)
                 return true;
-            if (sent == 0 && failures == 0)
-                pl_event_wait(stop_, 1); // to be tried again
             if (failures > kFailuresAtOnce && pl_event_wait(stop_, control_timing.resend_pause_ms))
                 return false;
         }
@@ -136,7 +141,8 @@ struct Channel {
     PlSocket socket;
     FILE *out;
     bool open;
-    bool written = true; // everything so far
+    bool written = true;  // everything so far
+    bool waiting = false; // data that nobody has seen yet
 };
 
 class OutputRelay {
@@ -165,6 +171,7 @@ public:
             for (const Channel &channel : channels_)
                 take_code(channel);
         }
+        flush();
         return code_;
     }
     bool written() const { return channels_[0].written && channels_[1].written; }
@@ -175,6 +182,11 @@ private:
     {
         for (size_t i = 0; i < 2; ++i)
             waits_[i] = {channels_[i].open ? channels_[i].socket : kPlNoSocket, kPlReadable | kPlUrgent, 0};
+        if (channels_[0].waiting || channels_[1].waiting) {
+            if (const int32_t ready = pl_socket_wait(waits_, 2, 0))
+                return ready;
+            flush(); // nothing more for the moment: whoever reads along sees what there is
+        }
         return pl_socket_wait(waits_, 2, milliseconds);
     }
     uint32_t ready_of(const Channel &channel) const { return waits_[&channel - channels_].ready; }
@@ -217,20 +229,21 @@ private:
         if (!pl_socket_receive(channel.socket, block, sizeof block, &got) || got == 0) {
             if (code_ < 0)
                 take_code(channel);
-            flush(channel);
             return false;
         }
         if (std::fwrite(block, 1, got, channel.out) != got)
             channel.written = false;
-        if (got < sizeof block) // nothing more for the moment: whoever reads along sees it
-            flush(channel);
+        channel.waiting = true;
         return true;
     }
 
-    static void flush(Channel &channel)
+    void flush()
     {
-        if (std::fflush(channel.out) != 0)
-            channel.written = false;
+        for (Channel &channel : channels_) {
+            if (channel.waiting && std::fflush(channel.out) != 0)
+                channel.written = false;
+            channel.waiting = false;
+        }
     }
 
     Channel channels_[2];

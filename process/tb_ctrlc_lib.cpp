@@ -15,6 +15,8 @@ struct CloseFile {
 };
 using File = std::unique_ptr<FILE, CloseFile>;
 
+constexpr int32_t kNoInputFile = -1; // apart from the command's own 1
+
 struct PortSpec {
     int32_t port = 0, low = 0, high = 0;
     bool single = false;
@@ -104,8 +106,7 @@ int32_t run(const PortSpec &spec, const char *node, const char *user, const char
         input.reset(pl_fopen(stdinfile, "rb"));
         if (!input) {
             ctrl_call_failed("cannot open input file [%s]", stdinfile);
-            own_trace("--- TB_CTRLC_LIB  fopen(stdin file [%s]) failed: return %d", stdinfile, 1);
-            status = 1;
+            status = kNoInputFile;
         }
     }
     if (status == 0 && !outputs->open())
@@ -134,5 +135,8 @@ int32_t ctrlc_lib_call(const char *port_spec, const char *node, const char *user
             text_or_empty(cmd), text_or_empty(stdinfile), &outputs, timeout);
     if (*ctrl_first_error())
         outputs.report(ctrl_first_error());
+    if (status == kNoInputFile)
+        return scope.leave(1, "--- TB_CTRLC_LIB  fopen(stdin file [%s]) failed: return %d",
+                           text_or_empty(stdinfile), 1);
     return scope.leave(status, "--- TB_CTRLC_LIB returns %d", status);
 }

@@ -42,7 +42,8 @@ PlInput pl_input_read(TB_HANDLE stop, void *buffer, size_t size, size_t *got)
     while (type == FILE_TYPE_PIPE && !pipe_has_something(input, &can_look))
         if (WaitForSingleObject(event->system.get(), kPollMs) == WAIT_OBJECT_0)
             return PlInput::stopped;
-    if (type == FILE_TYPE_CHAR) {
+    DWORD mode = 0;
+    if (type == FILE_TYPE_CHAR && GetConsoleMode(input, &mode)) { // the null device is of this type, too
         const HANDLE both[] = {event->system.get(), input};
         if (WaitForMultipleObjects(2, both, FALSE, INFINITE) == WAIT_OBJECT_0)
             return PlInput::stopped;

@@ -59,9 +59,6 @@ protected:
 TEST_F(Control, ACommandRunsWithItsStreams)
 {
     ControlDaemon daemon;
-    std::string binary;
-    for (int i = 0; i < 70000; ++i)
-        binary += static_cast<char>(i * 7 + i / 256);
     write("in", "line\n");
     char self[1024] = "";
     pl_program_path(self, sizeof self);
