@@ -15,7 +15,7 @@ namespace {
 static_assert(sizeof(IPC::buffer) == kPlMessageSize, "the system's message fits the record");
 
 enum State : int32_t { kConnecting, kReading };
-enum Outcome : int32_t { kError, kNothingYet, kMessage, kTimeout };
+enum Outcome : int32_t { kTooLong = -1, kError, kNothingYet, kMessage, kTimeout }; // kTooLong shows as kError
 
 // Begins to wait for the next sender.  TRUE: that goes on; FALSE: reading can start.
 bool bCONNECT_NEW_CLIENT(IPC *ipc)
@@ -65,8 +65,7 @@ Outcome deliver(IPC *ipc, size_t bytes, const Receiver &receiver)
         copy_text(receiver.out, static_cast<size_t>(receiver.size), text);
         *receiver.length = static_cast<int32_t>(bytes);
     } else {
-        own_trace("--- iIPC_RECEIVE error output too long for return-field");
-        outcome = kError;
+        outcome = kTooLong;
     }
     std::memset(ipc->buffer, 0, sizeof ipc->buffer);
     return outcome;
@@ -179,6 +178,8 @@ int32_t iIPC_RECEIVE(IPC *ipc, char *out, int32_t size, int32_t *length)
     copy_text(out, static_cast<size_t>(receiver.size), "");
     *receiver.length = 0;
     const int32_t outcome = ipc ? receive(ipc, receiver) : kError;
+    if (outcome == kTooLong)
+        return scope.leave(kError, "--- iIPC_RECEIVE error output too long for return-field");
     return scope.leave(outcome, "--- iIPC_RECEIVE returns %d", outcome);
 }
 

@@ -113,8 +113,7 @@ int32_t iReadNamedPipe(TB_HANDLE handle, char *buffer, int32_t size, char *msg, 
 
 int32_t iWriteNamedPipe(TB_HANDLE handle, const char *buffer, int32_t length, char *msg, int32_t msg_size)
 {
-    buffer = text_or_empty(buffer);
-    const size_t wanted = length < 0 ? std::strlen(buffer) : static_cast<size_t>(length);
+    const size_t wanted = !buffer ? 0 : length < 0 ? std::strlen(buffer) : static_cast<size_t>(length);
     size_t put = 0;
     if (!pl_write(handle, buffer, wanted, &put)) {
         iGetErrorMsg(msg, msg_size, "WriteFile failed: ");

@@ -22,7 +22,7 @@ struct Channel : HandleObject {
     ~Channel()
     {
         DWORD ignored = 0;
-        if (pending && CancelIo(system.get()))
+        if (pending && CancelIoEx(system.get(), &overlapped)) // whichever thread began it
             GetOverlappedResult(system.get(), &overlapped, &ignored, TRUE);
         DisconnectNamedPipe(system.get());
     }
