@@ -232,7 +232,7 @@ TEST_F(Control, TheExitCodeIsFoundWhereverItStandsAndNoDataAreLost)
 
 TEST_F(Control, TwoHundredMegabytesEachWayThreadsTogether)
 {
-    constexpr size_t kTotal = size_t{200} << 20;
+    const size_t kTotal = large_size(2, 200) << 20;
     size_t received = 0;
     bool intact = true;
     const auto pattern = [](size_t at) { return static_cast<char>(at * 31 + (at >> 13)); };

@@ -1,6 +1,7 @@
 // What the tests ask of the operating system itself, past the seam.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -12,3 +13,7 @@ void remove_registry(const std::string &name);
 
 // Suspends this process until somebody lets it go on.
 void suspend_this_process();
+
+// The Windows suite runs under an emulator, where starts and socket calls take a hundred times as long: the size of
+// a large test there and elsewhere.
+size_t large_size(size_t emulated, size_t everywhere_else);

@@ -23,3 +23,8 @@ void suspend_this_process()
 {
     SuspendThread(GetCurrentThread()); // its main thread is what counts
 }
+
+size_t large_size(size_t emulated, size_t)
+{
+    return emulated;
+}
