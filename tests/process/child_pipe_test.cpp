@@ -251,7 +251,8 @@ TAMBA_CHILD(stop_itself)
 TEST_F(ChildPipes, AThousandRunsLeaveNothingBehind)
 {
     std::string command = child_command("print_arguments", "x");
-    if (large_size(0, 1) == 1 && fs::exists("/bin/echo")) { // starts faster than a test program with a sanitizer
+    if (large_size(0, 1) == 1 && fs::exists("/bin/echo")) {
+        // starts faster than a test program with a sanitizer
         fs::create_symlink("/bin/echo", path("echo.exe"));
         command = path("echo.exe") + " [x]";
     }
