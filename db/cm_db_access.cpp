@@ -1,8 +1,8 @@
 // iDB_ACCESS: the one door to the catalogue.
-#include <db/alloc.h>
 #include <db/client_run.h>
 #include <db/convert.h>
 #include <db/records.h>
+#include <foundation/alloc.h>
 #include <foundation/glbv.h>
 #include <foundation/trace_scope.h>
 #include <foundation/version.h>
@@ -83,7 +83,7 @@ int32_t iDB_ACCESS(const char *sql, char *msg, DB_REC_LIST *list, TraceContext t
         list->count = 0;
     int32_t result = 0;
     const size_t size = std::strlen(sql) + 2;
-    if (const DbText copy = allocate_text(size)) {
+    if (const AllocatedText copy = allocate_text(size)) {
         copy_text(copy.get(), size, sql);
         normalise(copy.get());
         if (!CLEANUP_QUOTA(copy.get(), scope.context()))

@@ -1,7 +1,7 @@
 // Record lists: filling, reading and freeing the rows of a query.
-#include <db/alloc.h>
 #include <db/record_cursor.h>
 #include <db/records.h>
+#include <foundation/alloc.h>
 #include <foundation/messages.h>
 #include <foundation/trace_scope.h>
 
@@ -20,8 +20,8 @@ constexpr size_t kAskedNameSize = 32;
 DB_REC *make_record(std::string_view text, int32_t record_size, uint32_t number)
 {
     const size_t size = std::max(text.size() + 1, static_cast<size_t>(std::max(record_size, 0)));
-    DbText copy = allocate_text(size);
-    void *const block = copy ? db_malloc(sizeof(DB_REC)) : nullptr;
+    AllocatedText copy = allocate_text(size);
+    void *const block = copy ? library_malloc(sizeof(DB_REC)) : nullptr;
     if (!block)
         return nullptr;
     copy_text(copy.get(), size, text);

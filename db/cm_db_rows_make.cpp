@@ -1,6 +1,6 @@
 // What a query's rows become: record texts in a list, or INSERT statements on standard output.
-#include <db/alloc.h>
 #include <db/records.h>
+#include <foundation/alloc.h>
 #include <foundation/messages.h>
 #include <foundation/trace_scope.h>
 
@@ -96,7 +96,7 @@ private:
     const int32_t columns_;
     Label labels_[kMaxColumns];
     std::string_view values_[kMaxColumns];
-    DbText text_;
+    AllocatedText text_;
     size_t capacity_ = 0;
 };
 

@@ -25,14 +25,16 @@ struct PlChild {
 enum class PlChildStart {
     done,
     no_input_pipe,
-    no_output_pipe,
-    not_started
-}; // no_output_pipe: for errors, too
+    no_input_handle,
+    no_output_pipe, // this and the next also for errors
+    no_output_handle,
+    not_started,
+};
 
 // Starts a program.  program: its path as it stands, or null for the first word of command_line, which is searched
-// on PATH; command_line: its own name and its arguments, as
-// pl_process_start takes them.  Our ends of the pipes reach no other program, the child's ends only this one.  On
-// failure nothing is open, child is all zero and the last error tells.
+// on PATH; command_line: its own name and its arguments, as pl_process_start takes them.  Our ends of the pipes reach
+// no other program, the child's ends only this one.  On failure nothing is open, child is all zero and the last error
+// tells.
 PlChildStart pl_child_start(const char *program, const char *command_line, const PlChildStreams &streams,
                             PlChild *child);
 
@@ -49,8 +51,8 @@ int32_t pl_child_resume(TB_HANDLE thread);
 // True when the writers of a pipe have gone and everything they wrote was read.
 bool pl_at_end(TB_HANDLE stream);
 
-// The full path of a program, which is relative to directory (itself relative to the working directory) unless it is
-// absolute.  False and the last error when there is none.
+// The full path of a program, which is relative to directory (itself relative to the working directory, with or
+// without a separator at its end) unless it is absolute.  False and the last error when there is none.
 bool pl_full_path(const char *directory, const char *program, std::string *path);
 
 // Starts a program that goes on when its starter has ended: null device for its three streams, nothing inherited,

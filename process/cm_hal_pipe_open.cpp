@@ -1,6 +1,7 @@
 // Starting programs with pipes.
 #include <tamba/pipes.h>
 
+#include <foundation/alloc.h>
 #include <foundation/glbv.h>
 #include <foundation/trace_scope.h>
 #include <platform/child_pipe.h>
@@ -14,26 +15,23 @@
 namespace {
 
 constexpr size_t kProgramLength = 259; // what a path lookup takes
+constexpr size_t kLeastBuffer = 128;
 constexpr std::string_view kJoinError = "2>&1";
 
 // The command's program and what follows it.
 struct Command {
-    std::string program, rest;
+    std::string_view program, rest;
 };
 
 bool split(std::string_view cmd, Command *command)
 {
-    if (cmd.substr(0, 1) == "\"") {
-        const size_t end = cmd.find('"', 1);
-        if (end == std::string_view::npos)
-            return false;
-        command->program = cmd.substr(1, end - 1);
-        command->rest = cmd.substr(end + 1);
-    } else {
-        const size_t end = std::min(cmd.find(' '), cmd.size());
-        command->program = cmd.substr(0, end);
-        command->rest = cmd.substr(end);
-    }
+    const bool quoted = cmd.starts_with('"');
+    const size_t end = cmd.find(quoted ? '"' : ' ', quoted ? 1 : 0);
+    if (quoted && end == cmd.npos)
+        return false;
+    const size_t begin = quoted ? 1 : 0, after = std::min(end, cmd.size());
+    command->program = cmd.substr(begin, after - begin);
+    command->rest = cmd.substr(quoted ? after + 1 : after);
     return true;
 }
 
@@ -72,21 +70,13 @@ int32_t refuse(char *msg, int32_t msg_size, const char *format, const char *text
     return 0;
 }
 
-// The full path of the command's program, relative to the program directory.
-bool find_program(std::string *program)
+// The full path of a program, relative to the program directory.
+bool find_program(const char *program, std::string *path)
 {
-    if (program->size() > kProgramLength) {
-        program->resize(kProgramLength);
-        own_trace("iPIPE_OPEN: pszCmdBuffer shortened: [%s]", program->c_str());
-    }
     GlobalValue directory;
     if (!read_global("gv_ro_bin", &directory))
         directory.assign(""); // an absolute program starts all the same
-    std::string path;
-    if (!pl_full_path(directory.c_str(), program->c_str(), &path))
-        return false;
-    *program = path;
-    return true;
+    return pl_full_path(directory.c_str(), program, path);
 }
 
 int32_t start_failure(PlChildStart outcome, const char *program, PIPE *pipe, char *msg, int32_t msg_size)
@@ -94,8 +84,12 @@ int32_t start_failure(PlChildStart outcome, const char *program, PIPE *pipe, cha
     switch (outcome) {
     case PlChildStart::no_input_pipe:
         return fail(pipe, msg, msg_size, "CreatePipe for child's stdin failed: ");
+    case PlChildStart::no_input_handle:
+        return fail(pipe, msg, msg_size, "DuplicateHandle for child's stdin failed: ");
     case PlChildStart::no_output_pipe:
         return fail(pipe, msg, msg_size, "CreatePipe for child's stdout failed: ");
+    case PlChildStart::no_output_handle:
+        return fail(pipe, msg, msg_size, "DuplicateHandle for child's stdout failed: ");
     default:
         return fail(pipe, msg, msg_size, program);
     }
@@ -111,12 +105,14 @@ int32_t without_watch(PlChild *child, PIPE *pipe, char *msg, int32_t msg_size)
     return result;
 }
 
-int32_t start(const Command &command, std::string_view mode, char *msg, int32_t msg_size, PIPE *pipe)
+int32_t start(const std::string &path, std::string_view rest, std::string_view mode, char *msg,
+              int32_t msg_size, PIPE *pipe)
 {
     // A name without any dot, directories included, is that of a program without its ending.
-    const std::string exe = exe_file_name(command.program.c_str());
-    const bool blanks = command.program.find(' ') != std::string::npos;
-    std::string line = (blanks ? "\"" + command.program + "\"" : command.program) + command.rest;
+    const std::string exe = exe_file_name(path.c_str());
+    const bool blanks = path.find_first_of(" \t") != path.npos;
+    std::string line = blanks ? "\"" + path + "\"" : path;
+    line += rest;
     PlChildStreams streams = take_redirections(&line);
     streams.pipe_input = mode.find('w') != std::string_view::npos;
     streams.pipe_output = mode.find('r') != std::string_view::npos;
@@ -139,12 +135,22 @@ int32_t open(const char *cmd, const char *mode, char *msg, int32_t msg_size, PIP
 {
     if (std::string_view(mode).find_first_of("rw") == std::string_view::npos)
         return refuse(msg, msg_size, "Mode \"%s\" is not allowed! Use \"r\" or \"w\".", mode);
+    const size_t size = std::max(std::string_view(cmd).size() + 1, kLeastBuffer);
+    const AllocatedText program = allocate_text(size);
+    if (!program) {
+        pl_fail_as(PL_NO_MEMORY);
+        return fail(pipe, msg, msg_size, "malloc failed: ");
+    }
     Command command;
     if (!split(cmd, &command))
         return refuse(msg, msg_size, "Error: Closing \" missing in [%s]", cmd);
-    if (!find_program(&command.program))
+    copy_text(program.get(), std::min(size, kProgramLength + 1), command.program);
+    if (command.program.size() > kProgramLength)
+        own_trace("iPIPE_OPEN: pszCmdBuffer shortened: [%s]", program.get());
+    std::string path;
+    if (!find_program(program.get(), &path))
         return fail(pipe, msg, msg_size, "GetFullPathName() failed: ");
-    return start(command, mode, msg, msg_size, pipe);
+    return start(path, command.rest, mode, msg, msg_size, pipe);
 }
 
 } // namespace

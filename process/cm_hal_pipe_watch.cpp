@@ -87,7 +87,8 @@ uint32_t vControlSubprocess(void *passed)
             suspended = count;
     }
     delete watch;
-    own_trace("vControlSubprocess: WaitForSingleObject returned %d", static_cast<int>(outcome));
+    own_trace("vControlSubprocess: WaitForSingleObject returned %d",
+              outcome == PlEither::failed ? -1 : static_cast<int>(outcome));
     if (suspended == 0)
         return 0;
     own_trace("vControlSubprocess: set exit to ERROR_BROKEN_PIPE");

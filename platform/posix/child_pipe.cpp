@@ -1,5 +1,6 @@
 #include <platform/child_pipe.h>
 
+#include <platform/child_ends.h>
 #include <platform/fault.h>
 #include <platform/posix/child_process.h>
 #include <platform/posix/command_line.h>
@@ -10,34 +11,51 @@
 
 namespace {
 
-struct Ends {
-    Descriptor read, write;
-};
-
 // Above the numbers of the standard streams: one end would otherwise be overwritten by the other in the child.
 Descriptor above_standard(int fd)
 {
-    if (fd > 2)
+    if (fd < 0 || fd > 2)
         return Descriptor(fd);
     const Descriptor low(fd);
     return Descriptor(fcntl(fd, F_DUPFD_CLOEXEC, 3));
 }
 
-bool open_pipe(Ends *ends)
+bool open_pipe(Descriptor (*ends)[2])
 {
     int fds[2];
     if (pl_fault())
         return false;
     if (pipe2(fds, O_CLOEXEC) != 0)
         return pl_fail(errno);
-    ends->read = above_standard(fds[0]);
-    ends->write = above_standard(fds[1]);
-    return (ends->read && ends->write) || pl_fail(errno);
+    for (int i = 0; i < 2; ++i)
+        (*ends)[i] = above_standard(fds[i]);
+    return ((*ends)[0] && (*ends)[1]) || pl_fail(errno);
 }
 
 TB_HANDLE stream_handle(Descriptor fd)
 {
-    return fd ? handle_add(std::make_shared<StreamObject>(std::move(fd))) : nullptr;
+    return pl_fault() ? nullptr : handle_add(std::make_shared<StreamObject>(std::move(fd)));
+}
+
+// Opens what is not a pipe: the null device, the starter's own standard output for errors.
+bool place_streams(const PlChildStreams &wanted, const ChildEnds<Descriptor> &ends, Descriptor *null,
+                   Descriptor *own_output, ChildStreams *places)
+{
+    places->streams[0] = ends.input.child.get();
+    places->streams[1] = ends.output.child.get();
+    places->streams[2] = ends.errors.child.get();
+    if (wanted.null_input) {
+        *null = above_standard(open("/dev/null", O_RDONLY | O_CLOEXEC));
+        if (!*null)
+            return pl_fail(errno);
+        places->streams[0] = null->get();
+    }
+    if (wanted.join_error) {
+        if (!ends.output.child)
+            *own_output = Descriptor(fcntl(1, F_DUPFD_CLOEXEC, 3));
+        places->streams[2] = ends.output.child ? ends.output.child.get() : own_output->get();
+    }
+    return true;
 }
 
 } // namespace
@@ -46,25 +64,13 @@ PlChildStart pl_child_start(const char *program, const char *command_line, const
                             PlChild *child)
 {
     *child = {};
-    Ends input, output, errors;
-    if (streams.pipe_input && !open_pipe(&input))
-        return PlChildStart::no_input_pipe;
-    if (streams.pipe_output && !open_pipe(&output))
-        return PlChildStart::no_output_pipe;
-    if (streams.pipe_error && !open_pipe(&errors))
-        return PlChildStart::no_output_pipe;
-    const Descriptor null(streams.null_input ? open("/dev/null", O_RDONLY | O_CLOEXEC) : -1);
+    ChildEnds<Descriptor> ends;
+    if (const PlChildStart opened = ends.open(streams, open_pipe, stream_handle);
+        opened != PlChildStart::done)
+        return opened;
+    Descriptor null, own_output;
     ChildStreams places;
-    places.streams[0] = streams.null_input ? null.get() : input.read.get();
-    places.streams[1] = output.write.get();
-    places.streams[2] = errors.write.get();
-    Descriptor own_output; // where error goes when output is the starter's own
-    if (streams.join_error) {
-        if (!output.write)
-            own_output = Descriptor(fcntl(1, F_DUPFD_CLOEXEC, 3));
-        places.streams[2] = output.write ? output.write.get() : own_output.get();
-    }
-    if (pl_fault())
+    if (pl_fault() || !place_streams(streams, ends, &null, &own_output, &places))
         return PlChildStart::not_started;
     const auto words = split_command_line(command_line);
     const auto process = ChildProcess::start(program         ? program
@@ -74,11 +80,17 @@ PlChildStart pl_child_start(const char *program, const char *command_line, const
     if (!process)
         return PlChildStart::not_started;
     child->process = handle_add(process);
-    child->thread = handle_add(process);
+    child->thread = child->process ? handle_add(process) : nullptr;
+    if (!child->thread) { // no room for it; it runs on, but nobody could be told of its end
+        if (child->process)
+            pl_close(child->process);
+        *child = {};
+        return PlChildStart::not_started;
+    }
     child->pid = child->tid = static_cast<uint32_t>(process->pid());
-    child->output = stream_handle(std::move(output.read));
-    child->input = stream_handle(std::move(input.write));
-    child->errors = stream_handle(std::move(errors.read));
+    child->output = ends.output.release();
+    child->input = ends.input.release();
+    child->errors = ends.errors.release();
     return PlChildStart::done;
 }
 
@@ -102,8 +114,12 @@ bool pl_full_path(const char *directory, const char *program, std::string *path)
     if (!*program)
         return pl_fail(PL_INVALID_PARAMETER, EINVAL);
     std::string whole = native_path(program);
-    if (whole[0] != '/')
-        whole = native_path(directory) + whole;
+    if (whole[0] != '/') {
+        std::string below = native_path(directory);
+        if (!below.empty() && below.back() != '/')
+            below += '/';
+        whole = below + whole;
+    }
     if (whole[0] != '/') {
         char here[PATH_MAX];
         if (!getcwd(here, sizeof here))

@@ -25,7 +25,8 @@ public:
 // Where a child's standard streams come from: descriptors above 2, or -1 for the starter's own.
 struct ChildStreams {
     int streams[3] = {-1, -1, -1};
-    bool new_session = false; // out of reach of the starter's terminal
+    bool new_session = false;  // out of reach of the starter's terminal
+    bool nothing_else = false; // of what is open in the starter, whoever opened it
 };
 
 // A child of this process: reaped exactly once, whoever waits and whenever the handle goes.
@@ -55,7 +56,7 @@ private:
     bool reap();
 
     const pid_t pid_; // names this child as long as it is not reaped
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     bool reaped_ = false;
     bool code_known_ = false;
     int32_t code_ = 0;

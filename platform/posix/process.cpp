@@ -62,6 +62,8 @@ public:
             else if (fcntl(i, F_GETFD) < 0)
                 posix_spawn_file_actions_addopen(&actions_, i, "/dev/null", O_RDWR, 0);
         }
+        if (streams.nothing_else)
+            posix_spawn_file_actions_addclosefrom_np(&actions_, 3);
     }
     ~SpawnActions() { posix_spawn_file_actions_destroy(&actions_); }
     SpawnActions(const SpawnActions &) = delete;
@@ -214,9 +216,12 @@ PlWait ChildProcess::wait(uint32_t milliseconds)
         reap();
         return PlWait::ended;
     }
-    const Descriptor fd = open_pidfd(pid_);
+    const Descriptor fd = end_descriptor();
     if (!fd) {
-        pl_fail(errno);
+        const int error = errno;
+        if (reap())
+            return PlWait::ended;
+        pl_fail(error);
         return PlWait::failed;
     }
     const PlWait result = wait_readable(fd, milliseconds);
@@ -227,12 +232,13 @@ PlWait ChildProcess::wait(uint32_t milliseconds)
 
 Descriptor ChildProcess::end_descriptor() const
 {
-    return open_pidfd(pid_);
+    const std::lock_guard lock(mutex_); // the number is this child's as long as nobody reaps it
+    return reaped_ ? Descriptor() : open_pidfd(pid_);
 }
 
 int32_t ChildProcess::resume()
 {
-    const std::lock_guard lock(mutex_); // the number is this child's as long as nobody reaps it
+    const std::lock_guard lock(mutex_);
     if (reaped_)
         return -1;
     siginfo_t info = {};
@@ -271,7 +277,7 @@ bool pl_process_start_background(const char *command_line, uint32_t *pid)
     if (!null)
         return pl_fail(errno);
     const auto words = split_command_line(command_line ? command_line : "");
-    const ChildStreams streams = {{null.get(), null.get(), null.get()}, true};
+    const ChildStreams streams = {{null.get(), null.get(), null.get()}, true, true};
     const auto child = ChildProcess::start(words.empty() ? std::string() : words[0], words, streams);
     if (child)
         *pid = static_cast<uint32_t>(child->pid());

@@ -1,5 +1,6 @@
 #include <platform/child_pipe.h>
 
+#include <platform/child_ends.h>
 #include <platform/fault.h>
 #include <platform/win32/child_process.h>
 #include <platform/win32/errors.h>
@@ -7,20 +8,16 @@
 
 namespace {
 
-struct Ends {
-    OwnedHandle read, write;
-};
-
 // Neither end is inherited; the child's end is made so for the moment of its start.
-bool open_pipe(Ends *ends)
+bool open_pipe(OwnedHandle (*ends)[2])
 {
     HANDLE read = nullptr, write = nullptr;
     if (pl_fault())
         return false;
     if (!CreatePipe(&read, &write, nullptr, 0))
         return pl_fail_last();
-    ends->read = OwnedHandle(read);
-    ends->write = OwnedHandle(write);
+    (*ends)[0] = OwnedHandle(read);
+    (*ends)[1] = OwnedHandle(write);
     return true;
 }
 
@@ -72,7 +69,7 @@ HANDLE own_stream(DWORD which, const OwnedHandle &null)
 
 TB_HANDLE stream_handle(OwnedHandle handle)
 {
-    return handle ? handle_add(std::move(handle), HandleKind::pipe) : nullptr;
+    return pl_fault() ? nullptr : handle_add(std::move(handle), HandleKind::pipe);
 }
 
 } // namespace
@@ -81,25 +78,26 @@ PlChildStart pl_child_start(const char *program, const char *command_line, const
                             PlChild *child)
 {
     *child = {};
-    Ends input, output, errors;
-    if (streams.pipe_input && !open_pipe(&input))
-        return PlChildStart::no_input_pipe;
-    if (streams.pipe_output && !open_pipe(&output))
-        return PlChildStart::no_output_pipe;
-    if (streams.pipe_error && !open_pipe(&errors))
-        return PlChildStart::no_output_pipe;
+    ChildEnds<OwnedHandle> ends;
+    if (const PlChildStart opened = ends.open(streams, open_pipe, stream_handle);
+        opened != PlChildStart::done)
+        return opened;
+    const HANDLE input = ends.input.child.get(), output = ends.output.child.get(),
+                 errors = ends.errors.child.get();
     if (pl_fault())
         return PlChildStart::not_started;
     const OwnedHandle null = open_null_device();
+    if (!null) {
+        pl_fail_last();
+        return PlChildStart::not_started;
+    }
     STARTUPINFOA info = {};
     info.cb = sizeof info;
     info.dwFlags = STARTF_USESTDHANDLES;
-    info.hStdInput = streams.null_input ? null.get()
-                     : input.read       ? input.read.get()
-                                        : own_stream(STD_INPUT_HANDLE, null);
-    info.hStdOutput = output.write ? output.write.get() : own_stream(STD_OUTPUT_HANDLE, null);
+    info.hStdInput = streams.null_input ? null.get() : input ? input : own_stream(STD_INPUT_HANDLE, null);
+    info.hStdOutput = output ? output : own_stream(STD_OUTPUT_HANDLE, null);
     info.hStdError = streams.join_error ? info.hStdOutput
-                     : errors.write     ? errors.write.get()
+                     : errors           ? errors
                                         : own_stream(STD_ERROR_HANDLE, null);
     PROCESS_INFORMATION process = {};
     if (!start(program, command_line, info, &process))
@@ -108,9 +106,9 @@ PlChildStart pl_child_start(const char *program, const char *command_line, const
     child->thread = handle_add(OwnedHandle(process.hThread), HandleKind::thread);
     child->pid = process.dwProcessId;
     child->tid = process.dwThreadId;
-    child->output = stream_handle(std::move(output.read));
-    child->input = stream_handle(std::move(input.write));
-    child->errors = stream_handle(std::move(errors.read));
+    child->output = ends.output.release();
+    child->input = ends.input.release();
+    child->errors = ends.errors.release();
     return PlChildStart::done;
 }
 
@@ -136,7 +134,10 @@ bool pl_full_path(const char *directory, const char *program, std::string *path)
 {
     const bool absolute =
         program[0] == '\\' || program[0] == '/' || (program[0] != '\0' && program[1] == ':');
-    const std::string whole = absolute ? program : std::string(directory) + program;
+    std::string whole = absolute ? "" : directory;
+    if (!whole.empty() && whole.find_last_of("\\/:") != whole.size() - 1)
+        whole += '\\';
+    whole += program;
     char full[2817];
     if (!*program)
         return pl_fail(ERROR_INVALID_PARAMETER);

@@ -1,7 +1,7 @@
 #include "tests/db/catalogue.h"
 
-#include <db/alloc.h>
 #include <db/rows.h>
+#include <foundation/alloc.h>
 
 #include <atomic>
 #include <thread>
@@ -14,9 +14,9 @@ public:
     explicit FailingAllocation(int nth)
     {
         countdown = nth;
-        db_malloc = [](size_t size) { return --countdown == 0 ? nullptr : std::malloc(size); };
+        library_malloc = [](size_t size) { return --countdown == 0 ? nullptr : std::malloc(size); };
     }
-    ~FailingAllocation() { db_malloc = std::malloc; }
+    ~FailingAllocation() { library_malloc = std::malloc; }
 
 private:
     static inline int countdown = 0;

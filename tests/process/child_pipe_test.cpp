@@ -1,8 +1,11 @@
 #include "tests/support/child.h"
+#include "tests/support/descriptors.h"
 #include "tests/support/system.h"
 #include "tests/support/test_site.h"
 
+#include <foundation/alloc.h>
 #include <platform/child_pipe.h>
+#include <platform/fault.h>
 #include <platform/files.h>
 #include <platform/process.h>
 #include <process/pipe_timing.h>
@@ -10,6 +13,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <set>
+#include <thread>
 
 namespace {
 
@@ -200,8 +206,12 @@ TEST_F(ChildPipes, ProgramsAreFoundInTheProgramDirectoryAndFailAtOpen)
     EXPECT_EQ(run("tool --child print_arguments . a b"), "[a]|[b]|");
     EXPECT_EQ(run("\"tool.exe\" --child print_arguments . a"), "[a]|");
     EXPECT_EQ(run("\"" + path("a b/tool") + "\" --child print_arguments . \"c d\""), "[c d]|");
-    set_global("gv_ro_bin", directory("a b").c_str());
+    set_global("gv_ro_bin", path("a b").c_str()); // without a separator
     EXPECT_EQ(run("tool --child print_arguments . x"), "[x]|");
+    fs::rename(path("a b"), path("x.y"));
+    EXPECT_EQ(run(path("x.y/tool.exe") + " --child print_arguments . x"), "[x]|");
+    EXPECT_FALSE(open(path("x.y/tool"))) << "any dot of the path keeps the ending away";
+    EXPECT_NE(msg.find("tool(2) "), std::string::npos) << msg;
     char none[] = "";
     glbv("d", "gv_ro_bin", none);
     EXPECT_EQ(run(child_command("print_arguments", "y")), "[y]|");
@@ -214,7 +224,23 @@ TEST_F(ChildPipes, ProgramsAreFoundInTheProgramDirectoryAndFailAtOpen)
     EXPECT_FALSE(open("none.exe", "r"));
     EXPECT_NE(msg.find("none.exe(2) "), std::string::npos) << msg;
     EXPECT_FALSE(open(std::string(5000, 'x'), "r"));
+    EXPECT_FALSE(open(" x", "r"));
+    EXPECT_EQ(msg.substr(0, 27), "GetFullPathName() failed: (");
+    library_malloc = [](size_t) -> void * { return nullptr; };
+    EXPECT_FALSE(open("x", "r"));
+    library_malloc = std::malloc;
+    EXPECT_EQ(msg.substr(0, 16), "malloc failed: (");
     EXPECT_FALSE(pipe.process || pipe.control || pipe.output || pipe.pid);
+
+    char text[256];
+    pl_fail_as(PL_FILE_NOT_FOUND);
+    const int32_t length = iGetErrorMsg(text, sizeof text, "%s");
+    EXPECT_EQ(std::string(text).substr(0, 6), "%s(2) ");
+    EXPECT_EQ(std::strlen(text), 6 + static_cast<size_t>(length)) << "without its line end";
+    pl_restore_error({PL_OTHER, 123456789});
+    EXPECT_EQ(iGetErrorMsg(text, sizeof text, ""), 0);
+    EXPECT_TRUE(holds(text, "(123456789) ERROR: Couldn't get message for error code. Got error code "))
+        << text;
 }
 
 TEST_F(ChildPipes, AChildThatRunsOnIsLeftAloneAndOneThatWasStoppedIsReported)
@@ -248,6 +274,56 @@ TAMBA_CHILD(stop_itself)
     return std::atoi(arguments[0].c_str());
 }
 
+TEST_F(ChildPipes, EveryFailingCallIsNamedAndLeavesNothingOpen)
+{
+    const std::string command = child_command("print_arguments", "x");
+    run(command, nullptr, "rw");
+    const uint32_t before = open_handles();
+    std::set<std::string> reasons;
+    bool reached = true;
+    for (int32_t nth = 1; reached; ++nth) {
+        pl_fault_arm(nth, PL_NO_MEMORY);
+        run(command, nullptr, "rw");
+        reached = pl_fault_calls() >= nth;
+        pl_fault_arm(0, PL_OK);
+        if (!msg.empty())
+            reasons.insert(msg.substr(0, msg.find('(')));
+        EXPECT_FALSE(pipe.process || pipe.thread || pipe.control || pipe.output) << "call " << nth;
+    }
+    const std::set<std::string> expected = {
+        "CreatePipe for child's stdin failed: ",      "CreatePipe for child's stdout failed: ",
+        "DuplicateHandle for child's stdin failed: ", "DuplicateHandle for child's stdout failed: ",
+        "CreateThread for stderr output failed: ",    program_,
+    };
+    EXPECT_EQ(reasons, expected);
+    for (int i = 0; i < 3000 && (open_handles() > before + 2 || has_zombies()); ++i)
+        wait_msec(10); // for children that nobody watches
+    EXPECT_LE(open_handles(), before + 2);
+    EXPECT_FALSE(has_zombies());
+}
+
+TEST_F(ChildPipes, ThreadsRunChildrenOfTheirOwnAtTheSameTime)
+{
+    const auto work = [this](int number) {
+        const std::string name = std::to_string(number), command = child_command("print_arguments", name);
+        for (int i = 0; i < 8; ++i) {
+            PIPE own{};
+            char text[256], line[64] = "";
+            ASSERT_EQ(iPIPE_OPEN(command.c_str(), "rw", text, sizeof text, &own), 1) << text;
+            EXPECT_EQ(iPIPE_READ(&own, line, sizeof line), 1);
+            EXPECT_EQ(line, "[" + name + "]");
+            EXPECT_EQ(iPIPE_READ(&own, line, sizeof line), 0);
+            EXPECT_EQ(iCloseNamedPipe(own.input), 1);
+            EXPECT_EQ(iPIPE_CLOSE(&own), 0);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back(work, i);
+    for (std::thread &thread : threads)
+        thread.join();
+}
+
 TEST_F(ChildPipes, AThousandRunsLeaveNothingBehind)
 {
     std::string command = child_command("print_arguments", "x");
@@ -266,6 +342,7 @@ TEST_F(ChildPipes, AThousandRunsLeaveNothingBehind)
         ASSERT_FALSE(open("missing"));
     }
     EXPECT_LE(open_handles(), before + 2);
+    EXPECT_FALSE(has_zombies());
 }
 
 TEST_F(ChildPipes, ABackgroundProgramOutlivesItsStarter)
@@ -284,9 +361,10 @@ TEST_F(ChildPipes, ABackgroundProgramOutlivesItsStarter)
 
 TAMBA_CHILD(start_later)
 {
+    const int copy = dup(fileno(stdout)); // what is open beside the streams is not handed on, either
     const std::string command = "later --child wait_then_write . \"" + arguments[0] + "\"";
     std::printf("%d\n", static_cast<int>(iCREATE_ASYNC_SUBPROCESS(command.c_str(), TraceContext{})));
-    return 0;
+    return close(copy);
 }
 
 TAMBA_CHILD(wait_then_write)

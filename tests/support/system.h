@@ -17,3 +17,6 @@ void suspend_this_process();
 // The Windows suite runs under an emulator, where starts and socket calls take a hundred times as long: the size of
 // a large test there and elsewhere.
 size_t large_size(size_t emulated, size_t everywhere_else);
+
+// Whether a child that has ended still waits to be asked for its exit code.
+bool has_zombies();
