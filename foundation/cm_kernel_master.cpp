@@ -48,9 +48,9 @@ void remote_variable(const char *host, char function, const char *name, char *va
         message_to<Msg::kInvalidService>(value, TAMBA_GLBV_SIZE, function ? function : ' ');
         return;
     }
-    char file[TAMBA_RSH_PATH_SIZE], status[TAMBA_RSH_WORD_SIZE], msg[TAMBA_RSH_WORD_SIZE];
+    char file[TAMBA_ANSW_PATH_SIZE], status[TAMBA_RSH_WORD_SIZE], msg[TAMBA_RSH_WORD_SIZE];
     make_answ_file_name(file);
-    FixedText<TAMBA_RSH_PATH_SIZE + kHostSize> target;
+    FixedText<TAMBA_ANSW_PATH_SIZE + kHostSize> target;
     target.format("%s|%s", host, file);
     pl_remove(file); // the answer of an earlier call must not be taken for this one's
     if (*file == '\0' || REMOTE_CMD(target.c_str(), command.data(), 1, trace) != 1)

@@ -7,12 +7,16 @@
 #include <tamba/config.h>
 
 #include <cstdio>
+#include <mutex>
 #include <string>
 
 namespace {
 
 constexpr size_t kPathLimit = 2000;
 constexpr size_t kDirectorySize = 512;
+
+// Threads that run commands prepare the environment, too.
+std::mutex g_mutex;
 
 // The last assignment of PATH, as callers on both platforms know it to be kept.
 char g_path_assignment[kPathLimit];
@@ -110,6 +114,7 @@ int32_t extend_path(const Directory &root, bool database_program, bool media_ser
 
 int32_t i_setenv_tamba(const char *command)
 {
+    const std::lock_guard held(g_mutex);
     const char *start = text_or_empty(command);
     start += std::strspn(start, " ");
     own_trace("i_setenv_tamba [%s]", start);

@@ -28,9 +28,9 @@ char *make_answ_file_name(char *path)
 {
     const GlobalValue directory = work_directory();
     if (directory.empty())
-        copy_text(path, TAMBA_RSH_PATH_SIZE, "");
+        copy_text(path, TAMBA_ANSW_PATH_SIZE, "");
     else
-        format_text(path, TAMBA_RSH_PATH_SIZE, "%srsh_%d.tmp", directory.c_str(),
+        format_text(path, TAMBA_ANSW_PATH_SIZE, "%srsh_%d.tmp", directory.c_str(),
                     static_cast<int>(pl_process_id()));
     return path;
 }

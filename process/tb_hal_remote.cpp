@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <memory>
+#include <new>
 
 namespace {
 
@@ -132,7 +133,7 @@ int32_t run_there(const RemoteCall &call, int32_t *status)
     return 0;
 }
 
-// cmd keeps its text on success and receives the reason of a failure.
+// cmd receives what REMOTE_CMD promises.
 int32_t run(const RemoteTarget &target, char *cmd, int32_t timeout, int32_t *status, TraceScope &scope)
 {
     const std::string command(cmd, strnlen(cmd, TB_REMOTE_CMD_SIZE - 1));
@@ -145,7 +146,8 @@ int32_t run(const RemoteTarget &target, char *cmd, int32_t timeout, int32_t *sta
         if (read_client(target.node.c_str(), &client, &reason, scope)) {
             if (client.platform.view() == "NETWARE")
                 return answer_for_netware(target, cmd);
-            reason.assign("");
+            if (!reason.empty()) // said in any case: the command may go to the wrong one of two hosts
+                copy_text(cmd, TB_REMOTE_CMD_SIZE, reason.view());
             result = run_there({target, client, command.c_str(), timeout, false, scope.context(), &reason},
                                status);
         }
@@ -157,7 +159,7 @@ int32_t run(const RemoteTarget &target, char *cmd, int32_t timeout, int32_t *sta
 
 // What a thread of an asynchronous command works on.
 struct AsyncCommand {
-    std::string node;
+    FixedText<1024 + 3 * 512> node; // with its files
     char cmd[TB_REMOTE_CMD_SIZE];
     TraceContext trace;
 };
@@ -238,14 +240,18 @@ int32_t ASYNC_REMOTE_CMD(const char *node, const char *cmd, TraceContext trace)
 {
     TraceScope scope(trace, kTraceMain, "+++ ASYNC_REMOTE_CMD %s %s", text_or_empty(node),
                      text_or_empty(cmd));
-    auto *const command = new AsyncCommand{text_or_empty(node), "", trace};
-    copy_text(command->cmd, sizeof command->cmd, text_or_empty(cmd));
+    std::unique_ptr<AsyncCommand> command(new (std::nothrow) AsyncCommand);
     TB_HANDLE thread = nullptr;
-    if (!pl_thread_start(async_thread, command, &thread)) {
+    if (command) {
+        command->node.assign(text_or_empty(node));
+        copy_text(command->cmd, sizeof command->cmd, text_or_empty(cmd));
+        command->trace = trace;
+    }
+    if (!command || !pl_thread_start(async_thread, command.get(), &thread)) {
         prot_message<Msg::kRemoteFailed>(text_or_empty(node), "malloc failed");
-        delete command;
         return scope.leave(0, "--- ASYNC_REMOTE_CMD returns %d", 0);
     }
+    command.release(); // the thread's now
     const int number = static_cast<int>(reinterpret_cast<uintptr_t>(thread));
     scope.note("HANDLE => ThreadId: %d => %d", number, number);
     pl_close(thread);

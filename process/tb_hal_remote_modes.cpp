@@ -36,13 +36,6 @@ const char *daemon_user(const RemoteClient &client)
     return client.platform.view() == "WNT" || client.platform.view() == "Windows" ? "system" : "root";
 }
 
-int32_t run_shell(const RemoteCall &call, const std::string &command)
-{
-    trace_at(call.trace, kTraceMain, "Cmd=%s", command.c_str());
-    report_command(call, command.c_str());
-    return i_cm_system(command.c_str());
-}
-
 // The failure's text, from where the command's errors went.
 void explain(const RemoteCall &call, const char *pattern)
 {
@@ -105,7 +98,9 @@ int32_t run_external_client(const RemoteCall &call, const char *port, const char
                                           options, target.node.c_str(), call.cmd, redirection.c_str())
                          : remote_command("tb_ctrlc -l %s -p %s %s %s %s %s", user, port, options,
                                           target.node.c_str(), call.cmd, redirection.c_str());
-    if (run_shell(call, command) == 0)
+    trace_at(call.trace, kTraceMain, "Cmd=%s", command.c_str());
+    report_command(call, command.c_str());
+    if (i_cm_system(command.c_str()) == 0)
         return 1;
     if (!take_line(target.errors.c_str(), "CTRLD reply:^", call.msg))
         call.msg->format("couldn't find error-text in returnfile: %s", target.errors.c_str());
@@ -146,7 +141,6 @@ int32_t remote_by_jrsh(const RemoteCall &call)
     const std::string command =
         remote_command(call.background ? "%s -p %s -a %s TAMBA \"%s\" > %s" : "%s -p %s %s TAMBA \"%s\" > %s",
                        program.c_str(), port.c_str(), target.node.c_str(), call.cmd, target.errors.c_str());
-    report_command(call, command.c_str());
     const int32_t status = i_cm_system(command.c_str());
     trace_at(call.trace, kTraceMain, "executed the cmd => status=%d", status);
     FixedText<TB_REMOTE_CMD_SIZE> line;
@@ -174,7 +168,8 @@ int32_t remote_by_rsh(const RemoteCall &call)
         call.background ? remote_command("rsh %s -l %s \"nohup %s %s &\" %s", node, user, call.cmd,
                                          redirection.c_str(), redirection.c_str())
                         : remote_command("rsh %s -l %s \"%s\" %s", node, user, call.cmd, redirection.c_str());
-    const int32_t status = run_shell(call, command);
+    const int32_t status = i_cm_system(command.c_str());
+    trace_at(call.trace, kTraceMain, "executed the cmd => status=%d", status);
     if (status != 0)
         call.msg->format("rsh ended with exit code %d", status);
     return status == 0 ? 1 : 0;

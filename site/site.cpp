@@ -19,8 +19,9 @@ namespace {
 constexpr const char kCompanyKey[] = "Software\\Korvel\\tamba";
 constexpr const char *const kDirectories[] = {"ini",  "lgc", "work/sem", "work/site", "glbv",
                                               "info", "db",  "log",      "bin/tamba", "registry"};
-constexpr const char *const kPrograms[] = {"tb_init", "tb_alarm", "tb_os_startup", "tb_notify", "tb_qm",
-                                           "damisql", "tbc",      "tb_client",     "jrsh",      "rsh"};
+constexpr const char *const kPrograms[] = {"tb_init", "tb_alarm", "tb_os_startup", "tb_notify",
+                                           "tb_qm",   "damisql",  "tbc",           "tb_client",
+                                           "jrsh",    "rsh",      "tb_ctrlc"};
 
 struct Variable {
     const char *name, *relative; // directories below the root end with "/"

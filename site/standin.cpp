@@ -209,6 +209,7 @@ constexpr Program kPrograms[] = {
     {"tb_client", tb_client},
     {"jrsh", remote_shell},
     {"rsh", remote_shell},
+    {"tb_ctrlc", remote_shell},
 };
 
 } // namespace

@@ -1,4 +1,4 @@
-// Programs of client hosts, and the ways to them: tbc, tb_client, jrsh, rsh.
+// Programs of client hosts, and the ways to them: tbc, tb_client, jrsh, rsh, tb_ctrlc.
 //
 // Script for each of them: work/site/<name>.answer is printed as the whole answer; its first line "exit N" sets the exit
 // code.

@@ -9,6 +9,7 @@ TAMBA_BEGIN
 #define TAMBA_CLIENT_MSG_SIZE 512 /* least size of a message buffer of this family */
 #define TAMBA_RSH_PATH_SIZE 1024  /* least size of a result file's path */
 #define TAMBA_RSH_NAME_SIZE 512   /* least size of its name part */
+#define TAMBA_ANSW_PATH_SIZE 512  /* least size of the path of this process's answer file */
 #define TAMBA_RSH_WORD_SIZE 256   /* least size of the buffers of i_READ_RSHFILE */
 
 /* Tests whether the agent "tbc" of a client host answers: one attempt and up to six more while the control client cannot
@@ -49,7 +50,7 @@ TAMBA_API int32_t i_READ_RSHFILE(const char *file, char *status, char *msg, Trac
 TAMBA_API int32_t ascii_filter(const char *file, char substitute, TraceContext trace);
 
 /* Names this process's file for the answers of other hosts, "rsh_<process id>.tmp" in "gv_rw_work"; "" when that
- * variable is unknown.  path: TAMBA_RSH_PATH_SIZE.  Returns path.  Thread-safe; one file for each process. */
+ * variable is unknown.  path: TAMBA_ANSW_PATH_SIZE.  Returns path.  Thread-safe; one file for each process. */
 TAMBA_API char *make_answ_file_name(char *path);
 
 TAMBA_END

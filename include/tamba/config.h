@@ -94,7 +94,7 @@ TAMBA_API int32_t resolve_path(char *text);
  *
  * Returns 1 set or nothing to do, 0 a variable could not be set or "gv_port_db" is missing for a database
  * program, -1 "[PATHES]" "gv_ro_bin" missing, -2 no PATH, -3 PATH would reach 2000 characters, -4 PATH could
- * not be set.  Threads: changes the process's environment; call it from one thread at a time. */
+ * not be set.  Threads: calls wait for each other; the program's own code must not use the environment meanwhile. */
 TAMBA_API int32_t i_setenv_tamba(const char *command);
 
 TAMBA_END

@@ -1,5 +1,6 @@
 #include <platform/process.h>
 
+#include <platform/posix/environment.h>
 #include <platform/posix/errors.h>
 
 #include <atomic>
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <mutex>
 #include <pthread.h>
 #include <string>
 #include <unistd.h>
@@ -73,17 +75,26 @@ bool pl_host_name(char *out, size_t size)
     return gethostname(out, size - 1) == 0 || pl_fail(errno);
 }
 
+std::shared_mutex &environment_lock()
+{
+    static std::shared_mutex *const lock = new std::shared_mutex; // never destroyed: threads may outlive main
+    return *lock;
+}
+
 const char *pl_getenv(const char *name)
 {
+    const std::shared_lock held(environment_lock());
     return std::getenv(name);
 }
 
 bool pl_setenv(const char *name, const char *text)
 {
+    const std::unique_lock held(environment_lock());
     return setenv(name, text, 1) == 0 || pl_fail(errno);
 }
 
 bool pl_unsetenv(const char *name)
 {
+    const std::unique_lock held(environment_lock());
     return unsetenv(name) == 0 || pl_fail(errno);
 }

@@ -2,9 +2,9 @@
 
 #include <platform/fault.h>
 #include <platform/files.h>
+#include <platform/process.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <syslog.h>
 
@@ -29,7 +29,7 @@ bool pl_event_report(const char *source, PlEvent type, uint32_t event_id, const 
 {
     if (pl_fault())
         return false;
-    if (const char *file = std::getenv("TAMBA_EVENT_LOG")) {
+    if (const char *file = pl_getenv("TAMBA_EVENT_LOG")) {
         char line[512];
         const int length = std::snprintf(line, sizeof line, "%.60s type=%u id=%u %.300s\n", source,
                                          static_cast<unsigned>(type), event_id, text);

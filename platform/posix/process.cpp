@@ -6,11 +6,13 @@
 #include <platform/posix/child_process.h>
 #include <platform/posix/command_line.h>
 #include <platform/posix/descriptor.h>
+#include <platform/posix/environment.h>
 #include <platform/posix/errors.h>
 
 #include <algorithm>
 #include <climits>
 #include <csignal>
+#include <mutex>
 #include <poll.h>
 #include <pthread.h>
 #include <spawn.h>
@@ -161,8 +163,10 @@ std::shared_ptr<ChildProcess> ChildProcess::start(const std::string &program,
     const SpawnAttributes attributes(streams.new_session);
     const SpawnActions actions(streams);
     pid_t pid = 0;
-    const int error =
-        posix_spawnp(&pid, path.c_str(), actions.get(), attributes.get(), arguments.data(), environ);
+    const int error = [&] {
+        const std::shared_lock held(environment_lock());
+        return posix_spawnp(&pid, path.c_str(), actions.get(), attributes.get(), arguments.data(), environ);
+    }();
     if (error != 0) {
         pl_fail_path(error, path.c_str());
         return nullptr;

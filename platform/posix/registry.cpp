@@ -7,6 +7,7 @@
 #include <platform/fault.h>
 #include <platform/files.h>
 #include <platform/posix/errors.h>
+#include <platform/process.h>
 #include <platform/snapshot.h>
 
 #include <algorithm>
@@ -27,7 +28,7 @@ constexpr char kSpellingFile[] = "/.name";
 
 std::string root()
 {
-    const char *const configured = std::getenv("TAMBA_REGISTRY");
+    const char *const configured = pl_getenv("TAMBA_REGISTRY");
     return configured && *configured ? configured : "/var/lib/tamba/registry";
 }
 

@@ -97,6 +97,28 @@ TEST_F(Remote, TheDaemonsStatusDecides)
     EXPECT_NE(trace_text().find("PortOpt=\n"), std::string::npos) << "unknown options are dropped";
 }
 
+TEST_F(Remote, TheControlClientMayBeAProgramOfItsOwn)
+{
+    char yes[TAMBA_GLBV_SIZE] = "y";
+    glbv("w", "gv_ctrlc_old", yes);
+    answer("tb_ctrlc", "through\n");
+    EXPECT_EQ(run("127.0.0.1|" + out, "x", 7), "1 x");
+    EXPECT_EQ(lines_of(output()), Lines{"through"});
+    answer("tb_ctrlc", "exit 1\n10:00 CTRLD reply: no permit\n");
+    EXPECT_EQ(run("localhost|" + out, "y"), "0 10:00 CTRLD reply: no permit");
+    EXPECT_FALSE(fs::exists(out)) << "the error file is deleted";
+    const Lines asked = calls(site);
+    ASSERT_EQ(asked.size(), 2u);
+    EXPECT_NE(asked[0].find("-t 7 -l system -p 11301 -s 127.0.0.1 x"), std::string::npos) << asked[0];
+    EXPECT_NE(asked[1].find("-l root -p 11301 localhost y"), std::string::npos) << asked[1];
+    EXPECT_EQ(run("localhost|" + site.path("none/") + std::string(511, 'o') + "|" + std::string(511, 'e') + "|" +
+                      std::string(511, 'i') + "|" + std::string(3000, 'x'),
+                  std::string(2000, 'c'))
+                  .substr(0, 2),
+              "0 ")
+        << "everything is cut where it has to be";
+}
+
 TEST_F(Remote, ClientsAreReachedAsTheCatalogueSays)
 {
     expect_complaints = true;
@@ -121,7 +143,9 @@ TEST_F(Remote, ClientsAreReachedAsTheCatalogueSays)
     answer("rsh", "");
     EXPECT_EQ(run("cellar|" + out, "x").substr(0, 22), "1 2000-01-01 00:00:00 ");
     EXPECT_NE(output().find("VERSION:"), std::string::npos);
-    EXPECT_EQ(run("twin|" + out, "x"), "1 x") << "the first row is used";
+    EXPECT_EQ(run("twin|" + out, "x"),
+              "1 Error: REMOTE_CMD: Database didn't return unique result row for client twin! (2 rows)")
+        << "the first row is used";
     EXPECT_EQ(run("nobody's|" + out, "x"), "0 host nobody's not yet configured");
     EXPECT_EQ(run("shed|" + out, "x"), "0 Error: invalid AccessMode: x");
     EXPECT_EQ(run("", "x").substr(0, 7), "0 host ");
@@ -144,16 +168,19 @@ TEST_F(Remote, AsynchronousCommandsRunInThreadsSideBySide)
 {
     ControlDaemon daemon;
     use_daemon(daemon);
-    char cmd[TB_REMOTE_CMD_SIZE] = "echo done";
+    char cmd[TB_REMOTE_CMD_SIZE] = "echo done", own[256];
+    ASSERT_TRUE(pl_host_name(own, sizeof own));
+    const char *const nodes[] = {"localhost", own, "desk", own};
     for (int i = 0; i < 4; ++i)
-        EXPECT_EQ(REMOTE_CMD(("localhost|" + out + std::to_string(i)).c_str(), cmd, 0, trace), 1);
+        EXPECT_EQ(REMOTE_CMD((std::string(nodes[i]) + "|" + out + std::to_string(i)).c_str(), cmd, 0, trace),
+                  1);
     cmd[0] = '\0'; // the threads have copies
     int done = 0;
     for (int i = 0; i < 3000 && done < 4; ++i) {
         wait_msec(10);
         done = 0;
         for (int file = 0; file < 4; ++file)
-            done += read_text(out + std::to_string(file)) == "done\n" ? 1 : 0;
+            done += read_text(out + std::to_string(file)).starts_with("done") ? 1 : 0;
     }
     EXPECT_EQ(done, 4);
     for (int i = 0; i < 1000 && trace_depth() != 0; ++i)
