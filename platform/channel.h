@@ -6,6 +6,7 @@
 
 #include <platform/error.h>
 #include <platform/handle.h>
+#include <platform/process.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -21,8 +22,8 @@ PlChannel pl_channel_create(const char *name, TB_HANDLE *channel);
 // Begins to wait for a sender: PL_IO_PENDING, or PL_PIPE_CONNECTED when one is there already.
 int32_t pl_channel_connect(TB_HANDLE channel);
 
-// Waits until what is pending has ended, or the flag was set and nothing is pending.  False: time-out.
-bool pl_channel_wait(TB_HANDLE channel, uint32_t milliseconds);
+// Waits until what is pending has ended, or the flag was set and nothing is pending.  failed: not a receiving end.
+PlWait pl_channel_wait(TB_HANDLE channel, uint32_t milliseconds);
 
 // Sets the flag, so that the next wait returns at once.
 void pl_channel_signal(TB_HANDLE channel);

@@ -114,8 +114,9 @@ bool collect(IPC *ipc, const Receiver &receiver, Outcome *outcome)
 
 Outcome receive(IPC *ipc, const Receiver &receiver)
 {
-    if (!pl_channel_wait(ipc->pipe, pipe_timing.receive_ms))
-        return kTimeout;
+    const PlWait waited = pl_channel_wait(ipc->pipe, pipe_timing.receive_ms);
+    if (waited != PlWait::ended)
+        return waited == PlWait::timed_out ? kTimeout : kError;
     Outcome outcome = kError;
     if (ipc->pending && collect(ipc, receiver, &outcome))
         return outcome;

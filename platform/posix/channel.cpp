@@ -54,10 +54,10 @@ public:
         return PL_OK;
     }
 
-    bool wait_ready(uint32_t milliseconds)
+    PlWait wait(uint32_t milliseconds) override
     {
         if (signalled_)
-            return true;
+            return PlWait::ended;
         const int fd = pending_ == connecting ? server_.descriptor()
                        : pending_ == reading  ? sender_.get()
                                               : -1;
@@ -67,9 +67,13 @@ public:
             pollfd entry = {fd, POLLIN, 0};
             const int ready = poll(&entry, 1, static_cast<int>(std::min<uint64_t>(left, INT_MAX)));
             if (ready > 0)
-                return true;
+                return PlWait::ended;
             if (ready == 0)
-                return false;
+                return PlWait::timed_out;
+            if (errno != EINTR) {
+                pl_fail(errno);
+                return PlWait::failed;
+            }
         }
     }
 
@@ -130,6 +134,24 @@ private:
     bool signalled_ = false;
 };
 
+// The sending end.  A message without room in the system's buffers fails; its beginning goes out all the same, so that
+// the receiver finds it too long and parts from the sender, as with every message of more than kPlMessageSize.
+class Sender final : public StreamObject {
+public:
+    explicit Sender(Descriptor fd) : StreamObject(std::move(fd), kWrites) {}
+
+    bool write(const void *data, size_t size, size_t *put) override
+    {
+        if (StreamObject::write(data, size, put))
+            return true;
+        const PlError error = pl_last_error();
+        if (error.number == EMSGSIZE && StreamObject::write(data, kPlMessageSize + 1, put))
+            pl_restore_error(error);
+        *put = 0;
+        return false;
+    }
+};
+
 std::shared_ptr<Channel> channel_of(TB_HANDLE handle)
 {
     return pl_fault() ? nullptr : handle_get<Channel>(handle);
@@ -155,10 +177,10 @@ int32_t pl_channel_connect(TB_HANDLE channel)
     return object ? object->connect() : pl_last_error().kind;
 }
 
-bool pl_channel_wait(TB_HANDLE channel, uint32_t milliseconds)
+PlWait pl_channel_wait(TB_HANDLE channel, uint32_t milliseconds)
 {
     const auto object = handle_get<Channel>(channel);
-    return object && object->wait_ready(milliseconds);
+    return object ? object->wait(milliseconds) : PlWait::failed;
 }
 
 void pl_channel_signal(TB_HANDLE channel)
@@ -194,7 +216,7 @@ PlChannelOpen pl_channel_open(const char *name, uint32_t wait_ms, TB_HANDLE *sen
         if (pl_fault())
             return PlChannelOpen::failed;
         if (Descriptor fd = connect_client(name, SOCK_SEQPACKET, kWrites)) {
-            *sender = handle_add(std::make_shared<StreamObject>(std::move(fd)));
+            *sender = handle_add(std::make_shared<Sender>(std::move(fd)));
             return *sender ? PlChannelOpen::done : PlChannelOpen::failed;
         }
         if (pl_last_error().kind != PL_PIPE_BUSY)

@@ -53,6 +53,11 @@ bool connected(const Descriptor &fd, const Address &address)
     return again_after_signal([&] { return connect(fd.get(), address.get(), address.length); }) == 0;
 }
 
+bool bound(const Descriptor &fd, const Address &address)
+{
+    return bind(fd.get(), address.get(), address.length) == 0;
+}
+
 // Whether a creator with this direction has the name.
 bool has_direction(const char *name, int mode)
 {
@@ -64,15 +69,16 @@ bool has_direction(const char *name, int mode)
 
 bool PipeServer::create(const char *name, int type, int mode)
 {
-    const Address address(name, ""), direction(name, direction_suffix(mode));
-    listener_ = open_socket(type);
+    owner_ = open_socket(SOCK_DGRAM);
     marker_ = open_socket(SOCK_DGRAM);
-    if (!listener_ || !marker_)
+    listener_ = open_socket(type);
+    if (!owner_ || !marker_ || !listener_)
         return pl_fail(errno);
-    if (bind(listener_.get(), address.get(), address.length) != 0)
+    if (!bound(owner_, Address(name, "/owner")))
         return errno == EADDRINUSE ? pl_fail(PL_PIPE_BUSY, EBUSY) : pl_fail(errno);
-    if (bind(marker_.get(), direction.get(), direction.length) != 0 || listen(listener_.get(), 0) != 0)
-        return pl_fail(errno); // the queue has one place
+    if (!bound(marker_, Address(name, direction_suffix(mode))) || !bound(listener_, Address(name, "")) ||
+        listen(listener_.get(), 0) != 0) // the queue has one place
+        return pl_fail(errno);
     name_ = name;
     type_ = type;
     return true;
@@ -82,8 +88,9 @@ Descriptor PipeServer::accept_client()
 {
     Descriptor client(
         again_after_signal([&] { return accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC); }));
-    while (client && !occupy()) {
-        // Somebody came between: it is turned away.
+    // Somebody may come between and has the place.  A message's sender keeps it until it is its turn, so that nothing of
+    // what it sends is lost; a stream has only one client ever.
+    while (client && !occupy() && type_ == SOCK_STREAM) {
         const Descriptor late(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
         if (!late)
             break;
@@ -117,11 +124,16 @@ Descriptor connect_client(const char *name, int type, int mode)
                 pl_fail(PL_ACCESS_DENIED, EACCES);
                 return {};
             }
-    Descriptor fd = open_socket(type);
-    if (fd && connected(fd, Address(name, ""))) {
-        const int flags = fcntl(fd.get(), F_GETFL);
-        fcntl(fd.get(), F_SETFL, flags & ~O_NONBLOCK);
-        return fd;
+    const int stream = SOCK_STREAM, packets = SOCK_SEQPACKET;
+    for (const int kind : {type, type == stream ? packets : stream}) {
+        Descriptor fd = open_socket(kind);
+        if (fd && connected(fd, Address(name, ""))) {
+            const int flags = fcntl(fd.get(), F_GETFL);
+            fcntl(fd.get(), F_SETFL, flags & ~O_NONBLOCK);
+            return fd;
+        }
+        if (errno != ECONNREFUSED)
+            break;
     }
     if (errno == EAGAIN)
         pl_fail(PL_PIPE_BUSY, EBUSY);

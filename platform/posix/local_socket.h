@@ -14,7 +14,7 @@ public:
     // last error on failure.
     bool create(const char *name, int type, int mode);
 
-    // Takes the client that waits, if there is one.  Others are then told that the pipe is busy.
+    // Takes the client that waits, if there is one; if not, empty and errno.  Others are then told that the pipe is busy.
     Descriptor accept_client();
 
     // Lets the next client in.
@@ -26,6 +26,7 @@ public:
 private:
     bool occupy();
 
+    Descriptor owner_; // names are apart for each type of socket; this one is the same for all
     Descriptor listener_;
     Descriptor marker_; // its name tells the direction
     Descriptor filler_; // a connection of our own in the only place of the queue
@@ -33,5 +34,6 @@ private:
     int type_ = 0;
 };
 
-// Connects a client; empty and the last error on failure, see pl_named_pipe_open.
+// Connects a client; empty and the last error on failure, see pl_named_pipe_open.  type is the one that is tried first:
+// a stream may write into a channel, and the other way round.
 Descriptor connect_client(const char *name, int type, int mode);

@@ -14,22 +14,13 @@ namespace {
 // The creator's end: there is nothing to read or write before a client has come.
 class NamedPipe final : public StreamObject {
 public:
-    NamedPipe() : StreamObject(Descriptor()) {}
+    explicit NamedPipe(int32_t mode) : StreamObject(Descriptor(), mode), mode_(mode) {}
 
-    bool create(const char *name, int32_t mode) { return server_.create(name, SOCK_STREAM, mode); }
-
-    bool read(void *buffer, size_t size, size_t *got) override
-    {
-        return has_client() && StreamObject::read(buffer, size, got);
-    }
-    bool write(const void *data, size_t size, size_t *put) override
-    {
-        return has_client() && StreamObject::write(data, size, put);
-    }
+    bool create(const char *name) { return server_.create(name, SOCK_STREAM, mode_); }
 
     bool wait_for_client()
     {
-        while (!has_client()) {
+        while (!is_ready()) {
             if (pl_last_error().kind != PL_PIPE_LISTENING)
                 return false;
             pollfd entry = {server_.descriptor(), POLLIN, 0};
@@ -40,7 +31,7 @@ public:
     bool is_server() const override { return true; }
 
 private:
-    bool has_client()
+    bool is_ready() override
     {
         const std::lock_guard lock(mutex_);
         if (!fd_)
@@ -51,6 +42,7 @@ private:
                                                        : pl_fail(errno);
     }
 
+    const int32_t mode_;
     std::mutex mutex_;
     PipeServer server_;
 };
@@ -67,8 +59,8 @@ PlNamedPipe pl_named_pipe_create(const char *name, int32_t mode, TB_HANDLE *pipe
     *pipe = nullptr;
     if (pl_fault() || !is_mode(mode))
         return PlNamedPipe::not_created;
-    const auto object = std::make_shared<NamedPipe>();
-    if (!object->create(name, mode))
+    const auto object = std::make_shared<NamedPipe>(mode);
+    if (!object->create(name))
         return PlNamedPipe::not_created;
     *pipe = handle_add(object);
     return *pipe ? PlNamedPipe::done : PlNamedPipe::not_created;
@@ -82,7 +74,7 @@ bool pl_named_pipe_open(const char *name, int32_t mode, TB_HANDLE *pipe)
     Descriptor fd = connect_client(name, SOCK_STREAM, mode);
     if (!fd)
         return false;
-    *pipe = handle_add(std::make_shared<StreamObject>(std::move(fd)));
+    *pipe = handle_add(std::make_shared<StreamObject>(std::move(fd), mode));
     return *pipe != nullptr;
 }
 

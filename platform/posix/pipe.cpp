@@ -12,6 +12,8 @@
 
 namespace {
 
+constexpr int kOnlyReads = 0, kOnlyWrites = 1;
+
 // A pipe whose reader has gone answers with a signal, which must not reach the program: it is kept back for the
 // thread and taken away if it is ours.
 class NoBrokenPipeSignal {
@@ -55,6 +57,10 @@ ssize_t write_once(int fd, const void *data, size_t size)
 
 bool StreamObject::read(void *buffer, size_t size, size_t *got)
 {
+    if (mode_ == kOnlyWrites)
+        return pl_fail(PL_ACCESS_DENIED, EACCES); // a socket would let the caller wait for ever
+    if (!is_ready())
+        return false;
     const ssize_t count = again_after_signal([&] { return ::read(fd_.get(), buffer, size); });
     if (count < 0)
         return pl_fail(errno);
@@ -66,6 +72,10 @@ bool StreamObject::read(void *buffer, size_t size, size_t *got)
 
 bool StreamObject::write(const void *data, size_t size, size_t *put)
 {
+    if (mode_ == kOnlyReads)
+        return pl_fail(PL_ACCESS_DENIED, EACCES);
+    if (!is_ready())
+        return false;
     const char *const bytes = static_cast<const char *>(data);
     for (*put = 0; *put < size;) {
         const ssize_t count = write_once(fd_.get(), bytes + *put, size - *put);

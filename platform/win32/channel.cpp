@@ -22,8 +22,11 @@ struct Channel : HandleObject {
     ~Channel()
     {
         DWORD ignored = 0;
-        if (pending && CancelIoEx(system.get(), &overlapped)) // whichever thread began it
+        if (pending) {
+            // Of every thread.  It fails when the operation has just ended; its result is awaited in either case.
+            CancelIoEx(system.get(), &overlapped);
             GetOverlappedResult(system.get(), &overlapped, &ignored, TRUE);
+        }
         DisconnectNamedPipe(system.get());
     }
 
@@ -90,10 +93,19 @@ int32_t pl_channel_connect(TB_HANDLE handle)
     return error == ERROR_IO_PENDING ? PL_IO_PENDING : failed(error);
 }
 
-bool pl_channel_wait(TB_HANDLE handle, uint32_t milliseconds)
+PlWait pl_channel_wait(TB_HANDLE handle, uint32_t milliseconds)
 {
     const auto channel = channel_of(handle);
-    return channel && WaitForSingleObject(channel->event.get(), milliseconds) == WAIT_OBJECT_0;
+    switch (channel ? WaitForSingleObject(channel->event.get(), milliseconds) : WAIT_ABANDONED) {
+    case WAIT_OBJECT_0:
+        return PlWait::ended;
+    case WAIT_TIMEOUT:
+        return PlWait::timed_out;
+    case WAIT_FAILED:
+        pl_fail_last();
+        break;
+    }
+    return PlWait::failed;
 }
 
 void pl_channel_signal(TB_HANDLE handle)
