@@ -21,3 +21,4 @@ void add_foundation_rows();
 void add_semaphore_rows();
 void add_catalogue_rows();
 void add_media_rows();
+void add_file_rows();
