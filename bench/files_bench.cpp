@@ -150,6 +150,8 @@ void add_file_rows()
                    "-m 1 'answered the request'", "");
     add_search_row("256 MiB, first hit, either of two", file_search, "E012-GETVOL|OR|E099-QUEUE",
                    "grep -F -m 1", "-m 1 -e 'E012-GETVOL' -e 'E099-QUEUE'", "");
+    add_search_row("256 MiB, last hit, frequent or absent", file_rev_search, "W014-GETVOL|OR|E099-QUEUE",
+                   "grep -F, the last line", "-e 'W014-GETVOL' -e 'E099-QUEUE'", " | tail -n 1");
     add_search_row("256 MiB, last hit of many", file_rev_search, "W014-GETVOL", "grep -F, the last line",
                    "'W014-GETVOL'", " | tail -n 1");
 }

@@ -88,9 +88,10 @@ private:
     const char *search(const char *begin, const char *end)
     {
         const char *next = begin; // where a piece begins
+        LinePattern::Walk walk(pattern_, end);
         while (next < end && (last_ || !found_)) {
-            const char *const at = pattern_.candidate(next, end);
-            if (!at || at >= end)
+            const char *const at = walk.next(next);
+            if (at == end)
                 break;
             const char *const piece = piece_of(next, at, end);
             next = piece_end(piece, end);

@@ -11,7 +11,7 @@ int mygetopt(int argc, char *const argv[], const char *optstring, char *value)
     const OptionStep step = next_option(&state, argc, argv, text_or_empty(optstring));
     if (step.end == OptionEnd::marker)
         format_text(value, TAMBA_OPTION_SIZE, "+%d", index);
-    else
+    else if (step.end != OptionEnd::colon) // that one only returns
         copy_text(value, TAMBA_OPTION_SIZE, text_or_empty(step.value));
     return step.result;
 }

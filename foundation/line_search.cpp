@@ -1,5 +1,6 @@
 #include <foundation/line_search.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -68,13 +69,22 @@ LinePattern LinePattern::taken_apart(std::string_view pattern)
     return LinePattern(pattern, std::string_view::npos, "", single);
 }
 
-const char *LinePattern::candidate(const char *begin, const char *end) const
+const char *LinePattern::Walk::next(const TextFinder &finder, const char *begin, const char **place) const
 {
-    const char *const first = first_.find(begin, end);
-    if (join_ != either)
+    if (!*place || *place < begin) {
+        *place = finder.find(begin, end_);
+        if (!*place)
+            *place = end_;
+    }
+    return *place;
+}
+
+const char *LinePattern::Walk::next(const char *begin)
+{
+    const char *const first = next(pattern_.first_.finder, begin, &first_);
+    if (pattern_.join_ != either)
         return first;
-    const char *const second = second_.find(begin, first ? first : end);
-    return second ? second : first;
+    return std::min(first, next(pattern_.second_.finder, begin, &second_));
 }
 
 bool LinePattern::matches(std::string_view line) const

@@ -27,15 +27,36 @@ class LinePattern {
 public:
     explicit LinePattern(std::string_view pattern);
 
-    // The first place in [begin, end) where a line may match, or null.
-    const char *candidate(const char *begin, const char *end) const;
     bool matches(std::string_view line) const;
+
+    // Goes through the bytes of a file and names the places where a line may match.
+    class Walk {
+    public:
+        Walk(const LinePattern &pattern, const char *end) : pattern_(pattern), end_(end) {}
+
+        // The first such place in [begin, end), or end.  begin never goes back, so that every byte is looked at once for
+        // each text, however rarely one of them is found.
+        const char *next(const char *begin);
+
+    private:
+        const char *next(const TextFinder &finder, const char *begin, const char **place) const;
+
+        const LinePattern &pattern_;
+        const char *const end_;
+        const char *first_ = nullptr, *second_ = nullptr; // where the texts stand, if not in front of begin
+    };
 
 private:
     enum Join : char { single = ' ', both = 'a', either = 'o' };
+    // finder: for the bytes of a file, where a CR may stand in front of a line feed that the text asks for.
+    struct Wanted {
+        explicit Wanted(std::string_view word) : text(word), finder(word.substr(0, word.find('\n'))) {}
+        bool stands_in(std::string_view line) const { return text.stands_in(line); }
+        TextFinder text, finder;
+    };
     LinePattern(std::string_view pattern, size_t at, std::string_view word, Join join);
     static LinePattern taken_apart(std::string_view pattern);
 
     Join join_;
-    TextFinder first_, second_;
+    Wanted first_, second_;
 };

@@ -38,7 +38,8 @@ int32_t pl_shell(const char *command)
 
 std::string pl_sort_command(const char *input, const char *output)
 {
-    return "LC_ALL=C sort -o " + quoted(output) + " " + quoted(input);
+    const std::string here = *input == '-' ? "./" : ""; // a name, never an option or standard input
+    return "LC_ALL=C sort -o " + quoted(output) + " " + quoted((here + input).c_str());
 }
 
 // One word of a command line: quotes in it are marked, and the backslashes in front of them.

@@ -41,6 +41,9 @@ TEST_F(FileSearch, LinesAreFoundByTextsAndTheirCombination)
         {"Abc\n", "abc", "-/-"},
         {"", "", "-/-"},
         {"ab\r\ncd\r\n", "cd", "cd/cd"},
+        {"ab\r\nabc\r\nab\n", "b\n", "ab/ab"}, // whatever a line end looks like
+        {"ab\r\nb\r\n", "x|OR|\n", "ab/b"},
+        {"a\nb\n", "a\nb", "-/-"},
         {"no line end", "line", "no line en/no line en"}, // the last character goes, whatever it is
         {std::string("hid\0den\n", 8), "den", "-/-"},
         {long_line + "\n", "needle", "....../......"},
@@ -114,6 +117,12 @@ TEST_F(FileSearch, FilesAreSortedByTheirBytes)
         GTEST_SKIP() << "this system has no sort program";
     EXPECT_EQ(result, 0);
     EXPECT_EQ(lines("out.txt").size(), 4u);
+    const auto here = std::filesystem::current_path();
+    std::filesystem::current_path(path("."));
+    write("-r", "b\na\n");
+    EXPECT_EQ(sort_file("-r", "out.txt"), 0) << "a name that looks like an option";
+    EXPECT_EQ(lines("out.txt"), (std::vector<std::string>{"a", "b"}));
+    std::filesystem::current_path(here);
     EXPECT_NE(sort_file(path("missing").c_str(), path("out.txt").c_str()), 0);
     EXPECT_EQ(cm_chmod("x", 0777), 0);
     errno = 0;

@@ -111,11 +111,9 @@ TEST_F(Remote, TheControlClientMayBeAProgramOfItsOwn)
     ASSERT_EQ(asked.size(), 2u);
     EXPECT_NE(asked[0].find("-t 7 -l system -p 11301 -s 127.0.0.1 x"), std::string::npos) << asked[0];
     EXPECT_NE(asked[1].find("-l root -p 11301 localhost y"), std::string::npos) << asked[1];
-    EXPECT_EQ(run("localhost|" + site.path("none/") + std::string(511, 'o') + "|" + std::string(511, 'e') +
-                      "|" + std::string(511, 'i') + "|" + std::string(3000, 'x'),
-                  std::string(2000, 'c'))
-                  .substr(0, 2),
-              "0 ")
+    const std::string file(511, 'f');
+    EXPECT_LT(run("localhost|" + file + "|" + file + "|" + file + "|" + file, std::string(2000, 'c')).size(),
+              size_t{TB_REMOTE_CMD_SIZE})
         << "everything is cut where it has to be";
 }
 
