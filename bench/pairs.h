@@ -22,3 +22,4 @@ void add_semaphore_rows();
 void add_catalogue_rows();
 void add_media_rows();
 void add_file_rows();
+void add_process_rows();
