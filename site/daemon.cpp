@@ -125,7 +125,7 @@ ControlDaemon::~ControlDaemon()
     // A call of its own wakes the daemon.
     if (thread_.joinable()) {
         const DaemonCall last = {-1, std::to_string(port_), "", "", 0x0100007Fu};
-        port_ = 0;
+        ending_ = true;
         if (const intptr_t socket = last.call_back(); socket != kPlNoSocket)
             pl_socket_close(socket);
         thread_.join();
@@ -141,12 +141,11 @@ void ControlDaemon::serve()
         call.first = pl_socket_accept(listener_);
         if (call.first == kPlNoSocket)
             return;
-        const bool last = !read_text(call.first, &call.port);
-        if (!last && read_text(call.first, &call.user) && read_text(call.first, &call.command) &&
-            pl_socket_peer(call.first, &call.client))
+        if (!ending_ && read_text(call.first, &call.port) && read_text(call.first, &call.user) &&
+            read_text(call.first, &call.command) && pl_socket_peer(call.first, &call.client))
             behaviour_(call);
         pl_socket_close(call.first);
-        if (last)
+        if (ending_)
             return;
     }
 }

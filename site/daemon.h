@@ -1,6 +1,7 @@
 // A control daemon for the simulated site: speaks the daemon's side on loopback and, on request, misbehaves.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -41,6 +42,7 @@ private:
     const DaemonBehaviour behaviour_;
     intptr_t listener_ = -1;
     uint16_t port_ = 0;
+    std::atomic<bool> ending_{false};
     std::thread thread_;
 };
 
