@@ -14,9 +14,15 @@ int32_t iSendBuffer(intptr_t socket, const char *buffer, int32_t length)
 {
     for (int32_t done = 0; done < length;) {
         size_t sent = 0;
-        if (!buffer || !pl_socket_send(socket, buffer + done, static_cast<size_t>(length - done), &sent))
+        if (!buffer)
             return 0;
-        done += static_cast<int32_t>(sent);
+        if (pl_socket_send(socket, buffer + done, static_cast<size_t>(length - done), &sent)) {
+            done += static_cast<int32_t>(sent);
+            continue;
+        }
+        PlSocketWait room = {socket, kPlWritable, 0}; // of a socket that returns at once
+        if (pl_last_error().kind != PL_WOULD_BLOCK || pl_socket_wait(&room, 1, kPlNoLimit) < 1)
+            return 0;
     }
     return 1;
 }

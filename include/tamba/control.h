@@ -32,7 +32,8 @@ TAMBA_API int32_t ctrlc_lib_call(const char *port_spec, const char *node, const 
 /* Switches a socket to return at once (on not 0) or to wait.  Returns 0, or -1 on an error.  Thread-safe. */
 TAMBA_API int32_t iSetNonBlockmode(intptr_t socket, int32_t on);
 
-/* Sends all of length bytes.  Returns 1, or 0 on an error.  Thread-safe. */
+/* Sends all of length bytes, waiting for room when the socket would return at once.  Returns 1, or 0 on an error.
+ * Thread-safe. */
 TAMBA_API int32_t iSendBuffer(intptr_t socket, const char *buffer, int32_t length);
 
 /* Closes count sockets, each an intptr_t (-1 for none), and ends one use of the system's sockets.  Returns 0. */

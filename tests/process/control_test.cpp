@@ -350,6 +350,7 @@ TEST_F(Control, TwoHundredMegabytesEachWayThreadsTogether)
     const auto behaviour = [&](const DaemonCall &call) {
         daemon_send(call.first, kZero);
         const intptr_t second = call.call_back();
+        iSetNonBlockmode(second, 1); // a whole buffer is sent all the same
         std::thread sender([&] {
             std::string block(65536, ' ');
             for (size_t sent = 0; sent < kTotal; sent += block.size()) {
@@ -365,6 +366,7 @@ TEST_F(Control, TwoHundredMegabytesEachWayThreadsTogether)
             for (size_t i = 0; i < got; ++i, ++received)
                 intact = intact && (received >= kTotal || block[i] == pattern(received));
         sender.join();
+        iSetNonBlockmode(second, 0);
         pl_socket_send_urgent(second, 9);
         pl_socket_close(second);
     };
