@@ -18,3 +18,6 @@ struct OptionStep {
 };
 
 OptionStep next_option(OptionState *state, int argc, char *const argv[], const char *optstring);
+
+// A step whose value goes to a buffer of TAMBA_OPTION_SIZE, as mygetopt promises it.
+int next_option_into(OptionState *state, int argc, char *const argv[], const char *optstring, char *value);

@@ -1,6 +1,7 @@
 // Readers of options, fields and log lines, each beside a plain model of its rule.
 #include <fuzz/target.h>
 
+#include <foundation/options.h>
 #include <tamba/tamba.h>
 
 #include <algorithm>
@@ -120,12 +121,24 @@ FUZZ_TARGET(options)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);
     const int argc = static_cast<int>(words.size());
+    int index = 0;
+    OptionState second = {&index, "-"}; // as mygetopt's, which never begins anew
+    Buffer value(TAMBA_OPTION_SIZE);
+    const auto one = [&] { return getopt(argc, arguments.data(), letters.c_str()); };
+    const auto other = [&] {
+        return next_option_into(&second, argc, arguments.data(), letters.c_str(), value.data());
+    };
     optind = 0;
-    size_t steps = 0;
-    for (int letter; (letter = getopt(argc, arguments.data(), letters.c_str())) != -1; ++steps) {
-        promise(optind <= argc, "the index stays inside the arguments");
-        promise(letter == '?' || letters.find(static_cast<char>(letter)) != std::string::npos,
-                "an option is one of the letters");
-        promise(steps <= text.size(), "parsing ends");
-    }
+    const auto parse = [&](auto next, const int &place) {
+        size_t steps = 0;
+        for (int letter; (letter = next()) != -1; ++steps) {
+            promise(place <= argc, "the index stays inside the arguments");
+            promise(letter == '?' || letters.find(static_cast<char>(letter)) != std::string::npos,
+                    "an option is one of the letters");
+            promise(steps <= text.size(), "parsing ends");
+        }
+    };
+    parse(one, optind);
+    parse(other, index);
+    promise(value.terminated(), "a value has its end");
 }

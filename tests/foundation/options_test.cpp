@@ -1,5 +1,6 @@
 #include "tests/support/test_site.h"
 
+#include <foundation/options.h>
 #include <tamba/options.h>
 
 #include <cstring>
@@ -65,12 +66,31 @@ TEST(Options, TheSecondParserTellsWhereTheOperandsBegin)
     EXPECT_EQ(optind, 1) << "the two parsers share nothing";
 }
 
-TEST(Options, OnlyADashIntroducesOptionsOfTheSecondParser)
+TEST(Options, TheSecondParserLeavesItsValueInABuffer)
 {
-    const Arguments arguments({"p", "/a"});
-    char value[TAMBA_OPTION_SIZE] = "#";
-    EXPECT_EQ(mygetopt(arguments.count(), arguments.get(), "a", value), -1);
-    EXPECT_STREQ(value, "");
+    const struct {
+        const char *letters;
+        std::vector<std::string> words;
+        std::string taken; // letter and value of each step, then -1's value
+    } cases[] = {
+        {"a", {"p", "/a"}, ""},
+        {"a:", {"p", "-a", "x", "-ay", "z"}, "a=x a=y "},
+        {"a:b", {"p", "-ax", "-b", "-c", "-a"}, "a=x b= ?= ?= "},
+        {"a:", {"p", "-ax", "-:", "--", "-a"}, "a=x ?=x +4"}, // ":" leaves it alone
+        {"a", {"p", "-"}, "+2"},
+        {"a:", {"p", "-a" + std::string(600, 'v')}, "a=" + std::string(511, 'v') + " "},
+    };
+    for (const auto &c : cases) {
+        const Arguments arguments(c.words);
+        int index = 1;
+        OptionState state = {&index, "-"};
+        char value[TAMBA_OPTION_SIZE] = "#";
+        std::string taken;
+        for (int letter;
+             (letter = next_option_into(&state, arguments.count(), arguments.get(), c.letters, value)) != -1;)
+            taken += static_cast<char>(letter) + ("=" + std::string(value)) + " ";
+        EXPECT_EQ(taken + value, c.taken) << c.words.back();
+    }
 }
 
 TEST(Fields, EmptyOnesCount)
