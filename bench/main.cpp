@@ -129,6 +129,7 @@ int main(int argc, char **argv)
     add_media_rows();
     add_file_rows();
     add_process_rows();
+    add_service_rows();
     std::erase_if(rows(), [&](const Row &row) { return row.name.find(wanted) == std::string::npos; });
     std::printf("Each service beside its raw cost, median of 9 runs each; about two minutes in all.\n\n");
     std::printf("%-44s %10s   %-38s %10s\n", "service", "time", "raw cost: the bare calls", "time");

@@ -23,3 +23,4 @@ void add_catalogue_rows();
 void add_media_rows();
 void add_file_rows();
 void add_process_rows();
+void add_service_rows();
