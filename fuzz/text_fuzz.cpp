@@ -114,7 +114,8 @@ FUZZ_TARGET(tokens)
 // First line the option letters, then the arguments, one a line.
 FUZZ_TARGET(options)
 {
-    auto [letters, text] = halves(input);
+    const auto parts = halves(input);
+    const std::string &letters = parts.first, &text = parts.second;
     auto words = pieces(text, "\n");
     std::vector<char *> arguments;
     for (std::string &word : words)
