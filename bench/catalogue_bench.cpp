@@ -96,18 +96,16 @@ void add_catalogue_rows()
                     state.SkipWithError("no row");
         },
         "open, busy time-out, get_table, close");
-    add_pair(
-        "10,000 rows into a list and read back", 2.0,
-        [](benchmark::State &state) { ours_all_rows(state, 10'000); },
-        [](benchmark::State &state) {
-            const std::string sql = all_rows_of(10'000);
-            for (auto _ : state)
-                if (raw_query(sql.c_str()) != 10'000)
-                    state.SkipWithError("rows missing");
-        },
-        "get_table");
-    add_pair(
-        "100,000 rows into a list and read back", 12.0,
-        [](benchmark::State &state) { ours_all_rows(state, 100'000); },
-        [](benchmark::State &state) { ours_all_rows(state, 10'000); }, "the same with 10,000 rows");
+    // Ten times the rows beside ten times the raw work: what grew faster than its rows would show.
+    for (const int count : {10'000, 100'000})
+        add_pair(
+            std::to_string(count) + " rows into a list and read back", 2.0,
+            [count](benchmark::State &state) { ours_all_rows(state, count); },
+            [count](benchmark::State &state) {
+                const std::string sql = all_rows_of(count);
+                for (auto _ : state)
+                    if (raw_query(sql.c_str()) != count)
+                        state.SkipWithError("rows missing");
+            },
+            "get_table");
 }

@@ -41,7 +41,7 @@ void ask_client(benchmark::State &state)
     glbv("w", "gv_ro_db", directory);
     for (auto _ : state) {
         DB_REC_LIST list = {"bench", 0, 0, nullptr, nullptr};
-        if (iDB_ACCESS("select label from media_pools_bench", msg, &list, bench_context(0)) != 1)
+        if (iDB_ACCESS("select name from clients", msg, &list, bench_context(0)) != 1)
             state.SkipWithError(msg);
         DB_SEL_LOOP_RECORDS(&list, 'd');
     }
@@ -75,8 +75,6 @@ void add_service_rows()
 {
     std::string problem;
     if (!install_programs(bench_site(), TAMBA_STANDIN, &problem) ||
-        !site_sql(bench_site(), "create table media_pools_bench (label text);"
-                                "insert into media_pools_bench values ('A'), ('B')") ||
         que_init("bench", "serial", bench_context(0)) != 1)
         std::fprintf(stderr, "cannot install the programs of the site: %s\n", problem.c_str());
     add_pair(
@@ -86,7 +84,7 @@ void add_service_rows()
     add_pair(
         "iDB_ACCESS, a run of damisql", 1.5, ask_client,
         [](benchmark::State &state) {
-            bare_run(state, program("damisql") + " -d tamba_db -q 'select label from media_pools_bench'");
+            bare_run(state, program("damisql") + " -d tamba_db -q 'select name from clients'");
         },
         "popen of the same program");
     add_pair("REMOTE_CMD on its own host", 1.2, run_here, bare_system, "system with the same redirection");
