@@ -36,11 +36,11 @@ const char *daemon_user(const RemoteClient &client)
     return client.platform.view() == "WNT" || client.platform.view() == "Windows" ? "system" : "root";
 }
 
-// The failure's text, from where the command's errors went.
+// The failure's text, from where the command's errors went.  What went to the caller's own output is in no file.
 void explain(const RemoteCall &call, const char *pattern)
 {
     const char *const file = call.target.errors.c_str();
-    if (take_line(file, pattern, call.msg)) {
+    if (call.target.writes_file() && take_line(file, pattern, call.msg)) {
         trace_at(call.trace, kTraceMain, "error-text from returnfile: %s", call.msg->c_str());
         return;
     }
@@ -102,9 +102,10 @@ int32_t run_external_client(const RemoteCall &call, const char *port, const char
     report_command(call, command.c_str());
     if (i_cm_system(command.c_str()) == 0)
         return 1;
-    if (!take_line(target.errors.c_str(), "CTRLD reply:^", call.msg))
+    if (!target.writes_file() || !take_line(target.errors.c_str(), "CTRLD reply:^", call.msg))
         call.msg->format("couldn't find error-text in returnfile: %s", target.errors.c_str());
-    pl_remove(target.errors.c_str());
+    if (target.writes_file())
+        pl_remove(target.errors.c_str());
     return 0;
 }
 
@@ -114,6 +115,17 @@ void copy_file(const char *from, const char *to)
     std::string text;
     if (pl_read_file(from, &text, SIZE_MAX))
         pl_overwrite_file(to, text.data(), text.size(), nullptr);
+}
+
+std::string jrsh_command(const RemoteCall &call, const char *program, const char *port)
+{
+    const char *const node = call.target.node.c_str();
+    if (!call.target.writes_file())
+        return remote_command(call.background ? "%s -p %s -a %s TAMBA \"%s\"" : "%s -p %s %s TAMBA \"%s\"",
+                              program, port, node, call.cmd);
+    return remote_command(call.background ? "%s -p %s -a %s TAMBA \"%s\" > %s"
+                                          : "%s -p %s %s TAMBA \"%s\" > %s",
+                          program, port, node, call.cmd, call.target.errors.c_str());
 }
 
 } // namespace
@@ -131,26 +143,26 @@ int32_t remote_by_daemon(const RemoteCall &call, int32_t *status)
 }
 
 // Its output goes to the error file and is copied to the output file last; the search looks at what the output file
-// held before that, so that with two files a refusal is not noticed.  Sites use one.
+// held before that, so that with two files a refusal is not noticed.  Sites use one.  A command whose output is the
+// caller's own has no file.
 int32_t remote_by_jrsh(const RemoteCall &call)
 {
     const RemoteTarget &target = call.target;
+    const bool to_file = target.writes_file();
     const std::string variable = std::string("gv_port_jrshd_") + target.node.c_str();
     const std::string port = global_or(variable.c_str(), global_or("gv_port_jrshd", "11101").c_str());
     const std::string program = global_or("gv_jrsh_cons", "jrsh");
-    const std::string command =
-        remote_command(call.background ? "%s -p %s -a %s TAMBA \"%s\" > %s" : "%s -p %s %s TAMBA \"%s\" > %s",
-                       program.c_str(), port.c_str(), target.node.c_str(), call.cmd, target.errors.c_str());
+    const std::string command = jrsh_command(call, program.c_str(), port.c_str());
     const int32_t status = i_cm_system(command.c_str());
     trace_at(call.trace, kTraceMain, "executed the cmd => status=%d", status);
     FixedText<TB_REMOTE_CMD_SIZE> line;
-    const bool refused = take_line(target.output.c_str(), "not allowed^", &line) ||
-                         take_line(target.output.c_str(), "Excep^", &line);
+    const bool refused = to_file && (take_line(target.output.c_str(), "not allowed^", &line) ||
+                                     take_line(target.output.c_str(), "Excep^", &line));
     if (refused)
         call.msg->format("Error: RemoteCmd %s: %s Port %s", target.node.c_str(), line.c_str(), port.c_str());
     else if (status != 0)
         call.msg->format("jrsh ended with exit code %d", status);
-    if (target.errors.view() != target.output.view())
+    if (to_file && target.errors.view() != target.output.view())
         copy_file(target.errors.c_str(), target.output.c_str());
     return status == 0 && !refused ? 1 : 0;
 }

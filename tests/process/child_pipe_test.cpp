@@ -9,7 +9,6 @@
 #include <platform/files.h>
 #include <platform/process.h>
 #include <process/pipe_timing.h>
-#include <process/result_lines.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -373,33 +372,6 @@ TAMBA_CHILD(wait_then_write)
     for (int i = 0; i < 3000 && !fs::exists(done.parent_path() / "go"); ++i)
         wait_msec(10);
     return pl_append(arguments[0].c_str(), "x", 1, nullptr) == PlAppend::done ? 0 : 1;
-}
-
-TEST(ResultLine, StatusAndMessageAreFoundWhereverTheyStand)
-{
-    const struct {
-        Lines lines;
-        std::string status, message;
-        int32_t found; // 1 status, 2 message
-    } cases[] = {
-        {{"x", "STATUS=SUCCESS", "MSG=text of it\r", "STATUS=LATE"}, "SUCCESS", "text of it", 3},
-        {{"prog: STATUS=ERROR MSG=\"tb: %s\""}, "ERROR", "\"tb: %s\"", 3},
-        {{"MSG=first", "STATUS=ERROR"}, "", "first", 2},
-        {{"STATUS=A", "STATUS=B\r"}, "B", "", 1},
-        {{"STATUS= MSG=x"}, "MSG=x", "x", 3},
-        {{"STATUS="}, "", "", 1},
-        {{"status=x", ""}, "", "", 0},
-        {{"MSG=" + std::string(600, 'm')}, "", std::string(255, 'm'), 2},
-    };
-    for (const auto &c : cases) {
-        ResultLines result;
-        for (const std::string &line : c.lines)
-            if (!result.take(line))
-                break;
-        EXPECT_EQ(result.status().view(), c.status);
-        EXPECT_EQ(result.message().view(), c.message);
-        EXPECT_EQ(result.has_status() + 2 * result.has_message(), c.found);
-    }
 }
 
 } // namespace

@@ -117,6 +117,23 @@ TEST_F(Remote, TheControlClientMayBeAProgramOfItsOwn)
         << "everything is cut where it has to be";
 }
 
+TEST_F(Remote, TheCallersOwnOutputIsNoFile)
+{
+    expect_complaints = true;
+    const fs::path before = fs::current_path();
+    fs::current_path(site.path("work"));
+    char yes[TAMBA_GLBV_SIZE] = "y";
+    glbv("w", "gv_ctrlc_old", yes);
+    answer("tb_ctrlc", "exit 1\nCTRLD reply: no permit\n");
+    write_text("STDOUT", "CTRLD reply: of another day\nnot allowed\n");
+    EXPECT_EQ(run("localhost|STDOUT", "x"), "0 couldn't find error-text in returnfile: STDOUT");
+    EXPECT_EQ(run("desk|STDOUT", "echo by jrsh"), "1 echo by jrsh");
+    EXPECT_EQ(run("desk|-|" + err, "echo by jrsh"), "1 echo by jrsh");
+    EXPECT_EQ(read_text("STDOUT"), "CTRLD reply: of another day\nnot allowed\n") << "somebody's file stays";
+    EXPECT_FALSE(fs::exists("-") || fs::exists(err));
+    fs::current_path(before);
+}
+
 TEST_F(Remote, ClientsAreReachedAsTheCatalogueSays)
 {
     expect_complaints = true;
