@@ -7,6 +7,7 @@
 #include <platform/process.h>
 #include <tamba/messages.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -17,7 +18,7 @@ constexpr size_t kCommandSize = 512;
 // C library numbers that mean a full or exhausted system: too many open files, no space, resource deadlock.
 bool endangers_the_system(int32_t number)
 {
-    return number == 23 || number == 28 || number == 36 || pl_is_deadlock(number);
+    return number == 23 || number == 28 || number == 36 || number == EDEADLK;
 }
 
 } // namespace

@@ -38,7 +38,7 @@ public:
     ~ErrorKeeper()
     {
         errno = errno_;
-        pl_restore_error(error_);
+        pl_set_error(error_);
     }
 
 private:

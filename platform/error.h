@@ -39,8 +39,8 @@ struct PlError {
 // The error of the last failing pl_ function of this thread.  Successful calls leave it alone.
 PlError pl_last_error();
 
-// Puts an error back, so that a service that only observes (the trace) leaves no mark.
-void pl_restore_error(PlError error);
+// The two sides of the seam report with it; a service that only observes (the trace) puts the error back that it found.
+void pl_set_error(PlError error);
 
 // Sets the last error, and errno, as a call that failed for this reason leaves them on this platform.
 void pl_fail_as(PlKind kind);
@@ -51,6 +51,3 @@ size_t pl_error_text(int32_t number, char *out, size_t size);
 
 // The C library's text of a C library error number, the same way.
 size_t pl_c_error_text(int32_t number, char *out, size_t size);
-
-// True for the numbers by which this platform's C library says that a resource deadlock was avoided.
-bool pl_is_deadlock(int32_t c_number);

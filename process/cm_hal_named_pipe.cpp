@@ -41,7 +41,7 @@ bool open_when_free(const char *name, int32_t mode, TB_HANDLE *handle)
             return false;
         if (tries >= pipe_timing.busy_tries) {
             own_trace("iOpenNamedPipe: reached max retries %u", pipe_timing.busy_tries);
-            pl_restore_error(error);
+            pl_set_error(error);
             return false;
         }
         own_trace("iOpenNamedPipe: open pipe %s (%u/%u)", name, tries, pipe_timing.busy_tries);
@@ -85,7 +85,7 @@ int32_t iOpenNamedPipe(const char *name, int32_t mode, TB_HANDLE *handle, char *
         const PlError error = pl_last_error();
         FixedText<1100> prefix;
         prefix.format("CreateFile %s failed: ", full.c_str());
-        pl_restore_error(error);
+        pl_set_error(error);
         iGetErrorMsg(msg, msg_size, prefix.c_str());
         return 0;
     }

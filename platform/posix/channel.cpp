@@ -146,7 +146,7 @@ public:
             return true;
         const PlError error = pl_last_error();
         if (error.number == EMSGSIZE && StreamObject::write(data, kPlMessageSize + 1, put))
-            pl_restore_error(error);
+            pl_set_error(error);
         *put = 0;
         return false;
     }

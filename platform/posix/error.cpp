@@ -10,8 +10,6 @@
 
 namespace {
 
-thread_local PlError t_last_error{PL_OK, 0};
-
 PlKind kind_of(int number)
 {
     switch (number) {
@@ -116,16 +114,6 @@ size_t copy_out(const char *text, char *out, size_t size)
 
 } // namespace
 
-PlError pl_last_error()
-{
-    return t_last_error;
-}
-
-void pl_restore_error(PlError error)
-{
-    t_last_error = error;
-}
-
 void pl_fail_as(PlKind kind)
 {
     errno = number_of(kind);
@@ -144,11 +132,6 @@ size_t pl_c_error_text(int32_t number, char *out, size_t size)
     return pl_error_text(number, out, size);
 }
 
-bool pl_is_deadlock(int32_t c_number)
-{
-    return c_number == EDEADLK;
-}
-
 bool pl_fail(int errno_value)
 {
     return pl_fail(kind_of(errno_value), errno_value);
@@ -156,7 +139,7 @@ bool pl_fail(int errno_value)
 
 bool pl_fail(PlKind kind, int32_t number)
 {
-    t_last_error = {kind, number};
+    pl_set_error({kind, number});
     return false;
 }
 

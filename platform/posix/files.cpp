@@ -256,18 +256,6 @@ char pl_path_separator()
     return '/';
 }
 
-int32_t pl_fclose(FILE *stream)
-{
-    const bool failed_before = std::ferror(stream) != 0;
-    if (pl_fault()) {
-        std::fclose(stream);
-        return ENOSPC;
-    }
-    if (std::fclose(stream) != 0)
-        return errno;
-    return failed_before ? EIO : 0;
-}
-
 bool pl_is_terminal(FILE *stream)
 {
     return isatty(fileno(stream)) != 0;

@@ -9,8 +9,6 @@
 
 namespace {
 
-thread_local PlError t_last_error{PL_OK, 0};
-
 PlKind kind_of(uint32_t number)
 {
     switch (number) {
@@ -90,16 +88,6 @@ size_t copy_out(const char *text, size_t length, char *out, size_t size)
 
 } // namespace
 
-PlError pl_last_error()
-{
-    return t_last_error;
-}
-
-void pl_restore_error(PlError error)
-{
-    t_last_error = error;
-}
-
 void pl_fail_as(PlKind kind)
 {
     // The kinds carry this platform's numbers.
@@ -123,11 +111,6 @@ size_t pl_c_error_text(int32_t number, char *out, size_t size)
     return copy_out(text, std::strlen(text), out, size);
 }
 
-bool pl_is_deadlock(int32_t c_number)
-{
-    return c_number == EDEADLK;
-}
-
 bool pl_fail(uint32_t win32_number)
 {
     return pl_fail(kind_of(win32_number), win32_number);
@@ -135,7 +118,7 @@ bool pl_fail(uint32_t win32_number)
 
 bool pl_fail(PlKind kind, uint32_t win32_number)
 {
-    t_last_error = {kind, static_cast<int32_t>(win32_number)};
+    pl_set_error({kind, static_cast<int32_t>(win32_number)});
     errno = pl_c_error(win32_number); // what the C library would have said: some reports show its number
     return false;
 }

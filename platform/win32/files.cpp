@@ -231,7 +231,7 @@ bool pl_replace_file(const char *path, const char *text, size_t length)
     }
     const PlError error = pl_last_error();
     DeleteFileA(temporary);
-    pl_restore_error(error);
+    pl_set_error(error);
     return false;
 }
 
@@ -254,7 +254,7 @@ bool pl_overwrite_file(const char *path, const char *text, size_t length, int32_
             if (!good) {
                 const PlError error = pl_last_error();
                 cut_at(file, old_length);
-                pl_restore_error(error);
+                pl_set_error(error);
             }
         }
         good = good && write_all_at(file, lines.data(), std::min(lines.size(), old_length), 0);
@@ -342,18 +342,6 @@ char pl_path_list_separator()
 char pl_path_separator()
 {
     return '\\';
-}
-
-int32_t pl_fclose(FILE *stream)
-{
-    const bool failed_before = std::ferror(stream) != 0;
-    if (pl_fault()) {
-        std::fclose(stream);
-        return ENOSPC;
-    }
-    if (std::fclose(stream) != 0)
-        return errno;
-    return failed_before ? EIO : 0;
 }
 
 bool pl_is_terminal(FILE *stream)

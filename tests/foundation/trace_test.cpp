@@ -185,7 +185,7 @@ TEST_F(Trace, TracingLeavesNoMarkOnErrors)
 {
     TraceContext trace = context(1);
     std::strcpy(trace.path, path("missing/test.lgc").c_str());
-    pl_restore_error({PL_LOCK_VIOLATION, 4711});
+    pl_set_error({PL_LOCK_VIOLATION, 4711});
     errno = 77;
     WRITE_TRACE(&trace, "lost");
     EXPECT_EQ(errno, 77);

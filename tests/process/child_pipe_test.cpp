@@ -236,7 +236,7 @@ TEST_F(ChildPipes, ProgramsAreFoundInTheProgramDirectoryAndFailAtOpen)
     const int32_t length = iGetErrorMsg(text, sizeof text, "%s");
     EXPECT_EQ(std::string(text).substr(0, 6), "%s(2) ");
     EXPECT_EQ(std::strlen(text), 6 + static_cast<size_t>(length)) << "without its line end";
-    pl_restore_error({PL_OTHER, 123456789});
+    pl_set_error({PL_OTHER, 123456789});
     EXPECT_EQ(iGetErrorMsg(text, sizeof text, ""), 0);
     EXPECT_TRUE(holds(text, "(123456789) ERROR: Couldn't get message for error code. Got error code "))
         << text;
