@@ -7,6 +7,7 @@
 #include <foundation/trace_scope.h>
 #include <foundation/version.h>
 #include <process/exe_file_name.h>
+#include <process/pipe_line.h>
 #include <tamba/lists.h>
 #include <tamba/pipes.h>
 
@@ -54,14 +55,14 @@ void read_answer(PIPE *pipe, bool knows_warning, Answer *answer, TraceScope &sco
 {
     answer->message.assign("");
     for (;;) {
-        char line[kLineSize] = ""; // the pipe leaves a full buffer unterminated
-        if (!iPIPE_READ(pipe, line, kLineSize - 1))
+        char line[kLineSize];
+        if (!read_terminated_line(pipe, line))
             return;
         scope.note("%s", line);
         answer->message.assign(line);
         if (answer->message.view().find("STATUS=") == std::string_view::npos)
             continue;
-        take_status(FixedText<kLineSize>(line).view(), knows_warning, answer);
+        take_status(line, knows_warning, answer);
         return;
     }
 }
@@ -125,12 +126,12 @@ template <class Text> Text command_of(const char *format, const char *first, con
 // The answer's one line; false when there was none.
 bool read_job_line(PIPE *pipe, LongCommand *line, TraceScope &scope)
 {
-    LongCommand text;
-    const bool read = iPIPE_READ(pipe, text.data(), static_cast<int32_t>(text.size()) - 1) != 0;
+    char text[LongCommand::size()];
+    const bool read = read_terminated_line(pipe, text);
     if (read)
-        scope.note("%s", text.c_str());
+        scope.note("%s", text);
     scope.detail("got exit state: %d", iPIPE_CLOSE(pipe));
-    *line = text;
+    line->assign(text);
     return read;
 }
 

@@ -4,6 +4,7 @@
 #include <db/statement.h>
 #include <foundation/glbv.h>
 #include <foundation/messages.h>
+#include <process/pipe_line.h>
 #include <process/semaphore_guard.h>
 #include <tamba/pipes.h>
 
@@ -67,8 +68,7 @@ bool read_line(PIPE *pipe, ClientAnswer *answer, std::string *line)
     line->clear();
     char piece[kPieceSize + 1];
     for (;;) {
-        std::memset(piece, 0, sizeof piece);
-        if (!iPIPE_READ(pipe, piece, kPieceSize))
+        if (!read_terminated_line(pipe, piece))
             return false;
         const size_t length = std::strlen(piece);
         if (line->size() < kMostLine)

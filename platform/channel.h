@@ -41,6 +41,6 @@ bool pl_channel_disconnect(TB_HANDLE channel);
 enum class PlChannelOpen { done, failed, wait_failed };
 
 // Connects a sender; messages go out with pl_write, closed with pl_close.  While another sender is there it waits for
-// its turn, each time up to wait_ms, and then fails with wait_failed.  The last error tells: PL_FILE_NOT_FOUND without
+// its turn up to wait_ms, on Windows again each time that another one took it first, and then fails with wait_failed.  The last error tells: PL_FILE_NOT_FOUND without
 // a receiver.
 PlChannelOpen pl_channel_open(const char *name, uint32_t wait_ms, TB_HANDLE *sender);

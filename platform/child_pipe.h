@@ -44,12 +44,13 @@ TB_HANDLE pl_duplicate(TB_HANDLE handle);
 // Waits until a program with windows has begun to wait for input; others count as ready at once.
 void pl_child_wait_ready(TB_HANDLE process, uint32_t milliseconds);
 
+// Where the system closes a program's streams before there is an exit code: waits for it when output, the handle of the
+// program's output pipe or null, was read to its end.  Returns at once in all other cases.
+void pl_child_wait_exit(TB_HANDLE process, TB_HANDLE output, uint32_t milliseconds);
+
 // Lets a suspended child go on.  Returns how often it was suspended, 0 when it was not, -1 when it has ended.
 // Once is enough on Linux; on Windows each call takes one suspension back.
 int32_t pl_child_resume(TB_HANDLE thread);
-
-// True when the writers of a pipe have gone and everything they wrote was read.
-bool pl_at_end(TB_HANDLE stream);
 
 // The full path of a program, which is relative to directory (itself relative to the working directory, with or
 // without a separator at its end) unless it is absolute.  False and the last error when there is none.

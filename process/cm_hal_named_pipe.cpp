@@ -68,65 +68,70 @@ int32_t iCreateAndOpenNamedPipe(const char *name, int32_t mode, TB_HANDLE *handl
 {
     TB_HANDLE ignored = nullptr;
     const PipeName full = full_pipe_name(name);
+    OwnTraceScope scope("+++ iCreateAndOpenNamedPipe %s  mode=%d", full.c_str(), mode);
     const PlNamedPipe outcome = pl_named_pipe_create(full.c_str(), mode, handle ? handle : &ignored);
     if (outcome != PlNamedPipe::done) {
         iGetErrorMsg(msg, msg_size, prefix_of(outcome));
-        return 0;
+        return scope.leave(0, "--- iCreateAndOpenNamedPipe returns %d", 0);
     }
     format_text(msg, room(msg_size), "CreateAndOpenNamedPipe %s successful", full.c_str());
-    return 1;
+    return scope.leave(1, "--- iCreateAndOpenNamedPipe returns %d", 1);
 }
 
 int32_t iOpenNamedPipe(const char *name, int32_t mode, TB_HANDLE *handle, char *msg, int32_t msg_size)
 {
     TB_HANDLE ignored = nullptr;
     const PipeName full = full_pipe_name(name);
+    OwnTraceScope scope("+++ iOpenNamedPipe %s  mode=%d", full.c_str(), mode);
     if (!open_when_free(full.c_str(), mode, handle ? handle : &ignored)) {
         const PlError error = pl_last_error();
         FixedText<1100> prefix;
         prefix.format("CreateFile %s failed: ", full.c_str());
         pl_set_error(error);
         iGetErrorMsg(msg, msg_size, prefix.c_str());
-        return 0;
+        return scope.leave(0, "--- iOpenNamedPipe returns %d", 0);
     }
     format_text(msg, room(msg_size), "CreateFile %s successful", full.c_str());
-    return 1;
+    return scope.leave(1, "--- iOpenNamedPipe returns %d", 1);
 }
 
 int32_t iReadNamedPipe(TB_HANDLE handle, char *buffer, int32_t size, char *msg, int32_t msg_size)
 {
     size_t got = 0;
     const size_t wanted = buffer ? room(size) : 0;
+    OwnTraceScope scope("+++ iReadNamedPipe size=%d", size);
     if (wanted > 0)
         std::memset(buffer, 0, wanted);
     if (read_from_client(handle, buffer, wanted, &got)) {
         format_text(msg, room(msg_size), "ReadNamedPipe: %d bytes successfully read", static_cast<int>(got));
-        return static_cast<int32_t>(got);
+        return scope.leave(static_cast<int32_t>(got), "--- iReadNamedPipe returns %d", static_cast<int>(got));
     }
     if (pl_last_error().kind == PL_BROKEN_PIPE) {
         format_text(msg, room(msg_size), "ReadNamedPipe: successfully done");
-        return 0;
+        return scope.leave(0, "--- iReadNamedPipe returns %d", 0);
     }
     iGetErrorMsg(msg, msg_size, "ReadNamedPipe: ReadFile failed: ");
-    return -1;
+    return scope.leave(-1, "--- iReadNamedPipe returns %d", -1);
 }
 
 int32_t iWriteNamedPipe(TB_HANDLE handle, const char *buffer, int32_t length, char *msg, int32_t msg_size)
 {
     const size_t wanted = !buffer ? 0 : length < 0 ? std::strlen(buffer) : static_cast<size_t>(length);
+    OwnTraceScope scope("+++ iWriteNamedPipe length=%d", length);
     size_t put = 0;
     if (!pl_write(handle, buffer, wanted, &put)) {
         iGetErrorMsg(msg, msg_size, "WriteFile failed: ");
-        return -1;
+        return scope.leave(-1, "--- iWriteNamedPipe returns %d", -1);
     }
     format_text(msg, room(msg_size), "%d/%d bytes successfully written", static_cast<int>(put),
                 static_cast<int>(wanted));
-    return static_cast<int32_t>(put);
+    return scope.leave(static_cast<int32_t>(put), "--- iWriteNamedPipe returns %d", static_cast<int>(put));
 }
 
 int32_t iCloseNamedPipe(TB_HANDLE handle)
 {
+    OwnTraceScope scope("+++ iCloseNamedPipe");
     const int32_t result = pl_close(handle) ? 1 : 0;
     own_trace("iCloseNamedPipe: return code %d", result);
-    return result;
+    return scope.leave(result, "--- iCloseNamedPipe");
 }

@@ -16,13 +16,11 @@ namespace {
 
 constexpr int32_t kStillActive = 259;
 
-// What the program's end tells.  Where the system closes a program's streams before it has an exit code, a program
-// that has closed them gets the time to end.
+// What the program's end tells; a program that runs on is not waited for.
 int32_t exit_code(const PIPE &pipe)
 {
     int32_t code = kStillActive;
-    if (pipe.output && pl_at_end(pipe.output))
-        pl_wait(pipe.process, pipe_timing.exit_ms);
+    pl_child_wait_exit(pipe.process, pipe.output, pipe_timing.exit_ms);
     pl_process_exit_code(pipe.process, &code);
     own_trace("Got exit code from Subprocess: %d", code);
     if (code != kStillActive)

@@ -2,6 +2,7 @@
 
 #include <foundation/trace_scope.h>
 #include <platform/child_pipe.h>
+#include <platform/error.h>
 #include <platform/event.h>
 #include <platform/thread.h>
 #include <process/pipe_timing.h>
@@ -103,8 +104,10 @@ TB_HANDLE begin_watch(TB_HANDLE child_thread)
     const TB_HANDLE stop = watch->stop ? pl_duplicate(watch->stop) : nullptr;
     TB_HANDLE thread = nullptr;
     if (!watch->child || !stop || !pl_thread_start(vControlSubprocess, watch, &thread)) {
+        const PlError reason = pl_last_error(); // of what is missing; closing it fails, too
         pl_close(stop);
         delete watch;
+        pl_set_error(reason);
         return nullptr;
     }
     stop_events().add(thread, stop);

@@ -8,6 +8,7 @@
 #include <platform/posix/stream.h>
 
 #include <climits>
+#include <cstdlib>
 
 namespace {
 
@@ -30,6 +31,19 @@ bool open_pipe(Descriptor (*ends)[2])
     for (int i = 0; i < 2; ++i)
         (*ends)[i] = above_standard(fds[i]);
     return ((*ends)[0] && (*ends)[1]) || pl_fail(errno);
+}
+
+// A path whose directories "." and ".." are resolved: they would count as dots of the program's name.  One that is not
+// there stays as it is, and the start fails as such.
+std::string without_dot_segments(const std::string &path)
+{
+    const size_t name = path.rfind('/');
+    const std::string directory = path.substr(0, name + 1);
+    char real[PATH_MAX];
+    if ((directory.find("/./") == std::string::npos && directory.find("/../") == std::string::npos) ||
+        !realpath(directory.c_str(), real))
+        return path;
+    return real + path.substr(name);
 }
 
 TB_HANDLE stream_handle(Descriptor fd)
@@ -102,6 +116,13 @@ TB_HANDLE pl_duplicate(TB_HANDLE handle)
 
 void pl_child_wait_ready(TB_HANDLE, uint32_t) {}
 
+void pl_child_wait_exit(TB_HANDLE process, TB_HANDLE output, uint32_t milliseconds)
+{
+    const auto stream = handle_get<StreamObject>(output);
+    if (stream && stream->at_end())
+        pl_wait(process, milliseconds);
+}
+
 int32_t pl_child_resume(TB_HANDLE thread)
 {
     const auto object = handle_get<ProcessObject>(thread);
@@ -126,6 +147,6 @@ bool pl_full_path(const char *directory, const char *program, std::string *path)
             return pl_fail(errno);
         whole = std::string(here) + "/" + whole;
     }
-    *path = whole;
+    *path = without_dot_segments(whole);
     return true;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -58,11 +59,11 @@ bool bound(const Descriptor &fd, const Address &address)
     return bind(fd.get(), address.get(), address.length) == 0;
 }
 
-// Whether a creator with this direction has the name.
-bool has_direction(const char *name, int mode)
+// Whether the creator has this name, too.
+bool has_name(const char *name, const char *suffix)
 {
     const Descriptor probe = open_socket(SOCK_DGRAM);
-    return probe && connected(probe, Address(name, direction_suffix(mode)));
+    return probe && connected(probe, Address(name, suffix));
 }
 
 } // namespace
@@ -86,25 +87,32 @@ bool PipeServer::create(const char *name, int type, int mode)
 
 Descriptor PipeServer::accept_client()
 {
+    if (type_ == SOCK_STREAM && !close_queue())
+        return {};
     Descriptor client(
         again_after_signal([&] { return accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC); }));
-    // Somebody may come between and has the place.  A message's sender keeps it until it is its turn, so that nothing of
-    // what it sends is lost; a stream has only one client ever.
-    while (client && !occupy() && type_ == SOCK_STREAM) {
-        const Descriptor late(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-        if (!late)
-            break;
-    }
+    if (client && type_ != SOCK_STREAM)
+        occupy();
     return client;
 }
 
-bool PipeServer::occupy()
+// A stream has only one client ever: once it waits in the queue, nobody else is let in.
+bool PipeServer::close_queue()
+{
+    pollfd waiting = {listener_.get(), POLLIN, 0};
+    if (again_after_signal([&] { return poll(&waiting, 1, 0); }) > 0)
+        return shutdown(listener_.get(), SHUT_RD) == 0;
+    errno = EAGAIN;
+    return false;
+}
+
+// A message's sender may come between and has the place.  It keeps it until it is its turn, so that nothing of what it
+// sends is lost.
+void PipeServer::occupy()
 {
     Descriptor filler = open_socket(type_);
-    if (!filler || !connected(filler, Address(name_.c_str(), "")))
-        return false;
-    filler_ = std::move(filler);
-    return true;
+    if (filler && connected(filler, Address(name_.c_str(), "")))
+        filler_ = std::move(filler);
 }
 
 void PipeServer::release_client()
@@ -120,7 +128,7 @@ Descriptor connect_client(const char *name, int type, int mode)
     // Only the directions that do not fit are asked for: a client that does fit must not come twice.
     for (const int creator : {0, 1})
         if (creator == mode || mode == kDuplex)
-            if (has_direction(name, creator)) {
+            if (has_name(name, direction_suffix(creator))) {
                 pl_fail(PL_ACCESS_DENIED, EACCES);
                 return {};
             }
@@ -135,11 +143,11 @@ Descriptor connect_client(const char *name, int type, int mode)
         if (errno != ECONNREFUSED)
             break;
     }
-    if (errno == EAGAIN)
-        pl_fail(PL_PIPE_BUSY, EBUSY);
-    else if (errno == ECONNREFUSED)
-        pl_fail(PL_FILE_NOT_FOUND, ENOENT);
+    if (const int error = errno; error != EAGAIN && error != ECONNREFUSED)
+        pl_fail(error);
+    else if (error == EAGAIN || has_name(name, "/owner"))
+        pl_fail(PL_PIPE_BUSY, EBUSY); // a stream that has its client refuses everybody
     else
-        pl_fail(errno);
+        pl_fail(PL_FILE_NOT_FOUND, ENOENT);
     return {};
 }

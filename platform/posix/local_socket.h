@@ -24,7 +24,8 @@ public:
     int descriptor() const { return listener_.get(); }
 
 private:
-    bool occupy();
+    bool close_queue();
+    void occupy();
 
     Descriptor owner_; // names are apart for each type of socket; this one is the same for all
     Descriptor listener_;

@@ -123,9 +123,3 @@ bool pl_write(TB_HANDLE stream, const void *data, size_t size, size_t *put)
     const auto object = handle_get<StreamObject>(stream);
     return object && !pl_fault() && object->write(data, size, put);
 }
-
-bool pl_at_end(TB_HANDLE stream)
-{
-    const auto object = handle_get<StreamObject>(stream);
-    return object && object->at_end();
-}

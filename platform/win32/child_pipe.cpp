@@ -124,6 +124,9 @@ void pl_child_wait_ready(TB_HANDLE process, uint32_t milliseconds)
         WaitForInputIdle(object->system.get(), milliseconds);
 }
 
+// A program has its exit code before its streams are closed.
+void pl_child_wait_exit(TB_HANDLE, TB_HANDLE, uint32_t) {}
+
 int32_t pl_child_resume(TB_HANDLE thread)
 {
     const auto object = handle_find(thread, HandleKind::thread);

@@ -38,7 +38,6 @@ PlKind kind_of(uint32_t number)
     case ERROR_INVALID_NAME:
         return PL_INVALID_PARAMETER;
     case ERROR_BROKEN_PIPE:
-    case ERROR_PIPE_NOT_CONNECTED:
         return PL_BROKEN_PIPE;
     case ERROR_PIPE_BUSY:
         return PL_PIPE_BUSY;

@@ -59,6 +59,8 @@ bool pl_named_pipe_wait(TB_HANDLE pipe)
     const auto object = handle_find(pipe, HandleKind::pipe);
     if (!object || pl_fault())
         return false;
-    return ConnectNamedPipe(object->system.get(), nullptr) || GetLastError() == ERROR_PIPE_CONNECTED ||
-           pl_fail_last();
+    if (ConnectNamedPipe(object->system.get(), nullptr))
+        return true;
+    const DWORD error = GetLastError(); // ERROR_NO_DATA: the client has come and gone, what it wrote is there
+    return error == ERROR_PIPE_CONNECTED || error == ERROR_NO_DATA || pl_fail(error);
 }

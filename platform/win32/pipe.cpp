@@ -50,11 +50,3 @@ bool pl_write(TB_HANDLE stream, const void *data, size_t size, size_t *put)
     *put = count;
     return true;
 }
-
-bool pl_at_end(TB_HANDLE stream)
-{
-    const auto object = handle_find(stream, HandleKind::pipe);
-    return object && object->ahead.empty() &&
-           !PeekNamedPipe(object->system.get(), nullptr, 0, nullptr, nullptr, nullptr) &&
-           GetLastError() == ERROR_BROKEN_PIPE;
-}

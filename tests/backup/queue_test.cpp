@@ -151,6 +151,11 @@ TEST_F(Queues, AnswersDecideByTheEighthCharacterOfTheStatusLine)
     answer("job_sho", "banner\nSTATUS=SUCCESS MSG=x\n");
     int32_t result = 1;
     EXPECT_EQ(job_text("name", "j", &result), "? no job at position j") << "one line is read";
+    const std::string begin = "STATUS=SUCCESS MSG=";
+    answer("job_sho", begin + std::string(600, 'm') + "\n");
+    EXPECT_EQ(job_text("name", "j", &result), begin + std::string(511 - begin.size(), 'm'));
+    answer("job_sho", std::string(511, 'm') + begin + "\n");
+    EXPECT_EQ(job_text("name", "j", &result), "? no job at position j") << "what is cut off does not count";
     answer("job_sho", "");
     EXPECT_EQ(job_text("name", "STATUS=SUCCESS", &result), "? no job at position STATUS=SUCCESS");
     EXPECT_EQ(result, 0) << "the command's own text is no answer";

@@ -207,6 +207,8 @@ TEST_F(ChildPipes, ProgramsAreFoundInTheProgramDirectoryAndFailAtOpen)
     EXPECT_EQ(run("\"" + path("a b/tool") + "\" --child print_arguments . \"c d\""), "[c d]|");
     set_global("gv_ro_bin", path("a b").c_str()); // without a separator
     EXPECT_EQ(run("tool --child print_arguments . x"), "[x]|");
+    set_global("gv_ro_bin", path("a b/../a b/./").c_str()); // no dots of a name
+    EXPECT_EQ(run("tool --child print_arguments . x"), "[x]|");
     fs::rename(path("a b"), path("x.y"));
     EXPECT_EQ(run(path("x.y/tool.exe") + " --child print_arguments . x"), "[x]|");
     EXPECT_FALSE(open(path("x.y/tool"))) << "any dot of the path keeps the ending away";
@@ -279,14 +281,18 @@ TEST_F(ChildPipes, EveryFailingCallIsNamedAndLeavesNothingOpen)
     run(command, nullptr, "rw");
     const uint32_t before = open_handles();
     std::set<std::string> reasons;
+    pl_fail_as(PL_NO_MEMORY);
+    const std::string number = "(" + std::to_string(pl_last_error().number) + ") ";
     bool reached = true;
     for (int32_t nth = 1; reached; ++nth) {
         pl_fault_arm(nth, PL_NO_MEMORY);
         run(command, nullptr, "rw");
         reached = pl_fault_calls() >= nth;
         pl_fault_arm(0, PL_OK);
-        if (!msg.empty())
+        if (!msg.empty()) {
             reasons.insert(msg.substr(0, msg.find('(')));
+            EXPECT_TRUE(holds(msg, number)) << msg;
+        }
         EXPECT_FALSE(pipe.process || pipe.thread || pipe.control || pipe.output) << "call " << nth;
     }
     const std::set<std::string> expected = {

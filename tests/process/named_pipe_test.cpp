@@ -7,6 +7,7 @@
 #include <process/pipe_timing.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cstring>
 #include <thread>
@@ -147,6 +148,34 @@ TEST_F(NamedPipes, EveryFailureIsNamed)
     failed(count, -1, "ReadNamedPipe: ReadFile failed: ", PL_INVALID_HANDLE);
     EXPECT_EQ(create(2, &pipe), 1) << "the name is free again";
     EXPECT_EQ(iCloseNamedPipe(pipe), 1);
+}
+
+TEST_F(NamedPipes, ASecondClientIsLetInAtNoMoment)
+{
+    pipe_timing.busy_tries = 1;
+    for (int i = 0; i < 100; ++i) {
+        TB_HANDLE pipe = nullptr, client = nullptr;
+        ASSERT_EQ(create(0, &pipe), 1) << msg;
+        ASSERT_EQ(open(1, &client), 1) << msg;
+        std::atomic<bool> done = false, tried = false;
+        int let_in = 0;
+        std::thread other([&] {
+            TB_HANDLE late = nullptr;
+            char text[256];
+            for (; !done; tried = true)
+                if (iOpenNamedPipe(name.c_str(), 1, &late, text, sizeof text) == 1)
+                    let_in += iCloseNamedPipe(late);
+        });
+        while (!tried)
+            std::this_thread::yield();
+        int32_t count = 0;
+        EXPECT_EQ(write(client, "x"), 1);
+        EXPECT_EQ(read(pipe, &count), "x");
+        done = true;
+        other.join();
+        EXPECT_EQ(let_in, 0) << "round " << i;
+        EXPECT_EQ(iCloseNamedPipe(client) + iCloseNamedPipe(pipe), 2);
+    }
 }
 
 // ---- the message channel --------------------------------------------------------------------------------------------
