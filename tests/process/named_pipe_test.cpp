@@ -168,11 +168,15 @@ TEST_F(NamedPipes, ASecondClientIsLetInAtNoMoment)
         });
         while (!tried)
             std::this_thread::yield();
+        std::thread writer([client] { // it may wait for the reader
+            char text[256];
+            EXPECT_EQ(iWriteNamedPipe(client, "x", 1, text, sizeof text), 1);
+        });
         int32_t count = 0;
-        EXPECT_EQ(write(client, "x"), 1);
         EXPECT_EQ(read(pipe, &count), "x");
         done = true;
         other.join();
+        writer.join();
         EXPECT_EQ(let_in, 0) << "round " << i;
         EXPECT_EQ(iCloseNamedPipe(client) + iCloseNamedPipe(pipe), 2);
     }
