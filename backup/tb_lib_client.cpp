@@ -86,7 +86,8 @@ int32_t alive_test_tbc(const char *node, char *msg, TraceContext trace)
 {
     node = text_or_empty(node);
     TraceScope scope(trace, kTraceMain, "+++ ALIVE_TEST_TBC  node %s", node);
-    SemaphoreGuard lock(remote_command("alive_%s", node).c_str(), "ALIVE_TEST_TBC", scope.context());
+    SemaphoreGuard lock(remote_command("alive_%s", node).c_str(),
+                        remote_command("ALIVE_TEST_TBC %s", node).c_str(), scope.context());
     const std::string capture = capture_file(node);
     int32_t result = 0;
     ClientMessage message{lock.message()};

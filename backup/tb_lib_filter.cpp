@@ -7,6 +7,7 @@
 #include <platform/error.h>
 #include <platform/files.h>
 #include <platform/process.h>
+#include <process/remote_cmd.h>
 #include <tamba/config.h>
 #include <tamba/messages.h>
 #include <tamba/text.h>
@@ -90,8 +91,7 @@ int32_t ascii_filter(const char *file, char substitute, TraceContext trace)
     file = text_or_empty(file);
     TraceScope scope(trace, kTraceMain, "+++ ASCII_FILTER file: %s; substitute char: >%c<", file,
                      substitute ? substitute : ' ');
-    FixedText<1100> temporary;
-    temporary.format("%s_%d.tmp", file, static_cast<int>(pl_process_id()));
+    const std::string temporary = remote_command("%s_%d.tmp", file, static_cast<int>(pl_process_id()));
     FILE *const from = pl_fopen(file, "rb");
     if (!from)
         trap_file_open_err(file, "ASCII_FILTER", "read", scope.context());

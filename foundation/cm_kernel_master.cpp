@@ -70,8 +70,8 @@ char *master_glbv(const char *function, const char *name, char *value)
     TraceContext context = own_context();
     v_set_log_main("tb_glbv.lgc", "TB_GLBV", &context);
     const std::string_view whole = text_or_empty(name);
-    TraceScope scope(context, kTraceMain, "+++ GLBV: function:%c  name:%s ", text_or_empty(function)[0],
-                     text_or_empty(name));
+    TraceScope scope(context, kTraceMain, "+++ GLBV: function:%c  name:%s ",
+                     *text_or_empty(function) ? *function : ' ', text_or_empty(name));
     const size_t colon = whole.find(':');
     const FixedText<kHostSize> host(colon == std::string_view::npos ? "localhost" : whole.substr(0, colon));
     const char *const variable = text_or_empty(name) + (colon == std::string_view::npos ? 0 : colon + 1);

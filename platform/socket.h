@@ -26,7 +26,7 @@ bool pl_socket_close(PlSocket socket);
 bool pl_socket_set_options(PlSocket socket);
 bool pl_socket_set_nonblocking(PlSocket socket, bool on);
 
-// A non-blocking socket fails with PL_WOULD_BLOCK when the connection has begun: it is writable when it stands or
+// A non-blocking socket fails with PL_WOULD_BLOCK when the connection has begun; kPlConnected comes when it stands or
 // has failed, and pl_socket_outcome tells which.
 bool pl_socket_connect(PlSocket socket, uint32_t address, uint16_t port);
 bool pl_socket_outcome(PlSocket socket);
@@ -45,7 +45,8 @@ PlSocket pl_socket_accept(PlSocket listener);
 enum PlReady : uint32_t {
     kPlReadable = 1, // data, the end of the data or an error
     kPlWritable = 2,
-    kPlUrgent = 4, // an urgent byte may be there
+    kPlUrgent = 4,    // an urgent byte may be there
+    kPlConnected = 8, // a connection that has begun stands or has failed
 };
 struct PlSocketWait {
     PlSocket socket; // kPlNoSocket is passed over
@@ -54,7 +55,8 @@ struct PlSocketWait {
 };
 constexpr uint32_t kPlNoLimit = 0xFFFFFFFFu;
 
-// Waits until one of at most four sockets is ready.  Returns how many are, 0 for a time-out, -1 for an error.
+// Waits until one of at most four sockets is ready for what is wanted.  Returns how many are, 0 for a time-out, -1 for an
+// error.
 int32_t pl_socket_wait(PlSocketWait *sockets, size_t count, uint32_t milliseconds);
 
 // One receive; got 0: the other side has closed.

@@ -93,14 +93,15 @@ int32_t connect_with_limit(PlSocket socket, const Target &target, int32_t timeou
             return connect_failed(target);
         const int64_t tries = int64_t{timeout} * control_timing.connect_steps;
         int64_t step = 0;
-        PlSocketWait wait = {socket, kPlWritable, 0};
-        while (step < tries && pl_socket_wait(&wait, 1, control_timing.connect_step_ms) == 0)
+        PlSocketWait wait = {socket, kPlConnected, 0};
+        int32_t ready = 0;
+        while (step < tries && (ready = pl_socket_wait(&wait, 1, control_timing.connect_step_ms)) == 0)
             if (++step == control_timing.connect_steps)
                 own_trace("tb_ctrl::connect_timeout_thread: set socket for connect() to non-blocking mode");
         if (step >= tries)
             return ctrl_failed("connect() call timed out for host: [%s]. Probably due to a Firewall.",
                                target.name.c_str());
-        if (!pl_socket_outcome(socket))
+        if (ready < 0 || !pl_socket_outcome(socket))
             return connect_failed(target);
     }
     return pl_socket_set_nonblocking(socket, false) ? 0 : ctrl_call_failed("Setting socket options failed.");

@@ -48,6 +48,8 @@ public:
             send(kEndOfInput, sizeof kEndOfInput);
     }
 
+    bool can_be_stopped() const { return stop_ != nullptr; }
+
     // Nothing is sent any more when the socket has been shut down and this returns.
     void stop()
     {
@@ -114,6 +116,8 @@ class InputThread {
 public:
     InputThread(PlSocket socket, FILE *file) : relay_(std::make_shared<InputRelay>(socket, file))
     {
+        if (!relay_->can_be_stopped())
+            return;
         auto *const passed = new std::shared_ptr<InputRelay>(relay_);
         if (!pl_thread_start(input_thread, passed, &thread_))
             delete passed;
@@ -160,7 +164,8 @@ public:
             const int32_t ready = wait(code_ < 0 ? kPlNoLimit : control_timing.idle_ms);
             if (ready < 0)
                 break;
-            if (ready == 0 && ++idle >= control_timing.rounds_with_code)
+            idle = ready == 0 ? idle + 1 : 0;
+            if (idle >= control_timing.rounds_with_code)
                 break; // the command has ended, and one channel stays silent
             for (Channel &channel : channels_)
                 if (ready_of(channel) != 0)
@@ -191,24 +196,23 @@ private:
     }
     uint32_t ready_of(const Channel &channel) const { return waits_[&channel - channels_].ready; }
 
-    void take_code(const Channel &channel)
+    // True when there was an urgent byte; the first one of both channels is the exit code.
+    bool take_code(const Channel &channel)
     {
         uint8_t byte = 0;
-        if (code_ < 0 && channel.socket != kPlNoSocket && pl_socket_receive_urgent(channel.socket, &byte))
+        if (channel.socket == kPlNoSocket || !pl_socket_receive_urgent(channel.socket, &byte))
+            return false;
+        if (code_ < 0)
             code_ = byte;
+        return true;
     }
 
     // One receive for each readiness, the exit code before it: a receive that passed its place would destroy it.
     void serve(Channel &channel, uint32_t ready)
     {
-        if ((ready & kPlUrgent) != 0 && code_ < 0) {
-            take_code(channel);
-            if (code_ >= 0) {
-                drain(channel);
-                return;
-            }
-        }
-        if ((ready & kPlReadable) != 0 && !receive(channel))
+        if ((ready & kPlUrgent) != 0 && take_code(channel))
+            drain(channel);
+        else if ((ready & kPlReadable) != 0 && !receive(channel))
             channel.open = false;
     }
 
@@ -216,7 +220,8 @@ private:
     void drain(Channel &channel)
     {
         PlSocketWait wait = {channel.socket, kPlReadable, 0};
-        while (pl_socket_wait(&wait, 1, control_timing.drain_ms) > 0 && receive(channel)) {
+        while (pl_socket_wait(&wait, 1, control_timing.drain_ms) > 0 && (wait.ready & kPlReadable) != 0 &&
+               receive(channel)) {
         }
         channel.open = false;
     }

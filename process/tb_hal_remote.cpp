@@ -24,10 +24,11 @@ using Reason = FixedText<TB_REMOTE_CMD_SIZE>;
 
 constexpr int32_t kFakeVersion = 2; // a success that needed no command
 
-// The node and its files.  Files are looked for first: their paths may hold "/".
-RemoteTarget parse_node(std::string_view text, TraceScope &scope)
+// The node and its files.  Files are looked for first: their paths may hold "/".  False when nobody knows where the
+// output could go.
+bool parse_node(std::string_view text, RemoteTarget *whole, TraceScope &scope)
 {
-    RemoteTarget target;
+    RemoteTarget &target = *whole;
     if (const size_t bar = text.find('|'); bar != std::string_view::npos) {
         target.node.assign(text.substr(0, bar));
         std::string_view rest = text.substr(bar + 1);
@@ -41,19 +42,22 @@ RemoteTarget parse_node(std::string_view text, TraceScope &scope)
             scope.note("stderr file is given as %s", target.errors.c_str());
         if (!target.input.empty())
             scope.note("stdin file is given as: %s", target.input.c_str());
+        if (target.output.empty())
+            target.output.assign(target.errors.empty() ? "STDOUT" : target.errors.view());
     } else {
         const size_t slash = std::min(text.find('/'), text.size());
         target.node.assign(text.substr(0, slash));
         const FixedText<512> id(slash < text.size() ? text.substr(slash + 1) : text);
         GlobalValue directory;
-        read_global("gv_rw_work", &directory);
+        if (!read_global("gv_rw_work", &directory))
+            return false;
         target.output.format("%srsh_%s.tmp", directory.c_str(), id.c_str());
         pl_remove(target.output.c_str());
         scope.note("szNode=%s  Id=%s", target.node.c_str(), id.c_str());
     }
     if (target.errors.empty())
         target.errors = target.output;
-    return target;
+    return true;
 }
 
 bool is_own_host(std::string_view node)
@@ -215,8 +219,12 @@ int32_t remote_cmd_status(const char *node, char *cmd, int32_t sync, int32_t *st
                      cmd);
     if (sync > 1)
         scope.note("synchron with timeout %d", sync);
-    const RemoteTarget target = parse_node(node, scope);
-    const int32_t result = run(target, cmd, sync > 1 ? sync : 0, status, scope);
+    RemoteTarget target;
+    int32_t result = 0;
+    if (parse_node(node, &target, scope))
+        result = run(target, cmd, sync > 1 ? sync : 0, status, scope);
+    else
+        copy_text(cmd, TB_REMOTE_CMD_SIZE, "the directory gv_rw_work is not known");
     if (result == kFakeVersion)
         return scope.leave(1, "--- REMOTE_CMD: return fake version: %s", cmd);
     return scope.leave(result, "--- HAL REMOTE_CMD returns %d  node:%s  msg:%s", result, target.node.c_str(),

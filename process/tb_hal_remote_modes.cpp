@@ -9,6 +9,8 @@
 #include <tamba/control.h>
 #include <tamba/process.h>
 
+#include <cstdio>
+
 namespace {
 
 constexpr int32_t kLastProgramStatus = 200; // above it the daemon was not reached or did not permit
@@ -109,12 +111,19 @@ int32_t run_external_client(const RemoteCall &call, const char *port, const char
     return 0;
 }
 
-// Appends nothing: the whole file takes the place of the other.
+// Appends nothing: the whole file, byte by byte, takes the place of the other.
 void copy_file(const char *from, const char *to)
 {
-    std::string text;
-    if (pl_read_file(from, &text, SIZE_MAX))
-        pl_overwrite_file(to, text.data(), text.size(), nullptr);
+    FILE *const source = pl_fopen(from, "rb");
+    if (!source)
+        return;
+    if (FILE *const target = pl_fopen(to, "wb")) {
+        char block[4096];
+        for (size_t got; (got = std::fread(block, 1, sizeof block, source)) > 0;)
+            std::fwrite(block, 1, got, target);
+        pl_fclose(target);
+    }
+    pl_fclose(source);
 }
 
 std::string jrsh_command(const RemoteCall &call, const char *program, const char *port)

@@ -1,5 +1,6 @@
 #include <platform/socket.h>
 
+#include <platform/clock.h>
 #include <platform/fault.h>
 #include <platform/posix/descriptor.h>
 #include <platform/posix/errors.h>
@@ -43,6 +44,20 @@ bool set_option(PlSocket socket, int level, int option, const void *value, size_
 {
     return setsockopt(number(socket), level, option, value, static_cast<socklen_t>(size)) == 0 ||
            pl_fail(errno);
+}
+
+// A signal does not make the wait longer.
+int poll_until(pollfd *entries, size_t count, uint32_t milliseconds)
+{
+    const uint64_t deadline = pl_tick_ms() + milliseconds;
+    for (;;) {
+        const uint64_t now = pl_tick_ms(), left = deadline > now ? deadline - now : 0;
+        const int timeout =
+            milliseconds == kPlNoLimit ? -1 : static_cast<int>(std::min<uint64_t>(left, INT32_MAX));
+        const int ready = poll(entries, count, timeout);
+        if (ready >= 0 || errno != EINTR)
+            return ready;
+    }
 }
 
 int32_t resolve_error(int code)
@@ -178,20 +193,18 @@ int32_t pl_socket_wait(PlSocketWait *sockets, size_t count, uint32_t millisecond
     for (size_t i = 0; i < count; ++i) {
         const uint32_t wanted = sockets[i].wanted;
         entries[i].fd = sockets[i].socket == kPlNoSocket ? -1 : number(sockets[i].socket);
-        entries[i].events =
-            static_cast<short>((wanted & kPlReadable ? POLLIN : 0) | (wanted & kPlWritable ? POLLOUT : 0) |
-                               (wanted & kPlUrgent ? POLLPRI : 0));
+        entries[i].events = static_cast<short>((wanted & kPlReadable ? POLLIN : 0) |
+                                               (wanted & (kPlWritable | kPlConnected) ? POLLOUT : 0) |
+                                               (wanted & kPlUrgent ? POLLPRI : 0));
     }
-    const int timeout =
-        milliseconds == kPlNoLimit ? -1 : static_cast<int>(std::min<uint32_t>(milliseconds, INT32_MAX));
-    const int ready = again_after_signal([&] { return poll(entries, count, timeout); });
+    const int ready = poll_until(entries, count, milliseconds);
     if (ready < 0)
         pl_fail(errno);
     for (size_t i = 0; i < count; ++i) {
         const int events = entries[i].revents;
         const bool over = (events & (POLLHUP | POLLERR | POLLNVAL)) != 0;
         const uint32_t all = ((events & POLLIN) != 0 || over ? kPlReadable : 0u) |
-                             ((events & POLLOUT) != 0 || over ? kPlWritable : 0u) |
+                             ((events & POLLOUT) != 0 || over ? kPlWritable | kPlConnected : 0u) |
                              ((events & POLLPRI) != 0 ? kPlUrgent : 0u);
         sockets[i].ready = all & sockets[i].wanted;
     }

@@ -5,6 +5,7 @@
 #include <platform/socket.h>
 
 #include <platform/fault.h>
+#include <platform/win32/child_process.h>
 #include <platform/win32/errors.h>
 
 #include <algorithm>
@@ -91,6 +92,7 @@ PlSocket pl_socket_open()
 {
     if (pl_fault())
         return kPlNoSocket;
+    const std::lock_guard spawns(spawn_lock()); // no program that starts meanwhile inherits it
     return own(WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED));
 }
 
@@ -163,6 +165,11 @@ PlSocket pl_socket_accept(PlSocket listener)
 {
     if (pl_fault())
         return kPlNoSocket;
+    // As above.  A call that has to wait for its client cannot hold the lock.
+    std::unique_lock spawns(spawn_lock(), std::defer_lock);
+    PlSocketWait waiting = {listener, kPlReadable, 0};
+    if (pl_socket_wait(&waiting, 1, 0) > 0)
+        spawns.lock();
     const PlSocket accepted = own(accept(number(listener), nullptr, nullptr));
     if (accepted != kPlNoSocket) { // it has the listener's mode
         u_long blocking = 0;
@@ -186,30 +193,33 @@ int32_t pl_socket_wait(PlSocketWait *sockets, size_t count, uint32_t millisecond
         const SOCKET socket = number(sockets[i].socket);
         if ((sockets[i].wanted & kPlReadable) != 0)
             FD_SET(socket, &read);
-        if ((sockets[i].wanted & kPlWritable) != 0)
+        if ((sockets[i].wanted & (kPlWritable | kPlConnected)) != 0)
             FD_SET(socket, &write);
-        FD_SET(socket, &except); // an urgent byte, or a connection that has failed
+        if ((sockets[i].wanted & (kPlUrgent | kPlConnected)) != 0)
+            FD_SET(socket, &except); // an urgent byte, or a connection that has failed
     }
     if (!any) { // the system refuses to wait for nothing
         Sleep(milliseconds);
         return 0;
     }
     timeval limit = {static_cast<long>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1000};
-    const int ready = select(0, &read, &write, &except, milliseconds == kPlNoLimit ? nullptr : &limit);
-    if (ready < 0) {
+    if (select(0, &read, &write, &except, milliseconds == kPlNoLimit ? nullptr : &limit) < 0) {
         fail_socket();
         return -1;
     }
+    int32_t ready = 0;
     for (size_t i = 0; i < count; ++i) {
         if (sockets[i].socket == kPlNoSocket)
             continue;
         const SOCKET socket = number(sockets[i].socket);
-        const bool exception = FD_ISSET(socket, &except) != 0, readable = FD_ISSET(socket, &read) != 0;
+        const bool exception = FD_ISSET(socket, &except) != 0, readable = FD_ISSET(socket, &read) != 0,
+                   writable = FD_ISSET(socket, &write) != 0;
         // The end of the data may be reported without the urgent byte in front of it.
         const uint32_t all = (readable ? kPlReadable | kPlUrgent : 0u) |
-                             (exception ? kPlUrgent | kPlWritable : 0u) |
-                             (FD_ISSET(socket, &write) ? kPlWritable : 0u);
+                             (exception ? kPlUrgent | kPlConnected : 0u) |
+                             (writable ? kPlWritable | kPlConnected : 0u);
         sockets[i].ready = all & sockets[i].wanted;
+        ready += sockets[i].ready != 0 ? 1 : 0;
     }
     return ready;
 }

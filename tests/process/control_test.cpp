@@ -262,6 +262,18 @@ TEST_F(Control, PeersThatAreSlowOrSilentHoldNobodyUp)
     EXPECT_EQ(call(late), 4) << ctrl_first_error();
     EXPECT_EQ(call(ending_with(5)), 5) << "the error channel stays silent";
     EXPECT_EQ(read("out"), "out\n");
+    const auto twice = [](const DaemonCall &call) {
+        daemon_send(call.first, kZero);
+        const intptr_t second = call.call_back();
+        for (const intptr_t socket : {call.first, second}) {
+            daemon_send(socket, "text\n");
+            pl_socket_send_urgent(socket, 7);
+        }
+        daemon_input(second); // until the client has closed it
+        pl_socket_close(second);
+    };
+    EXPECT_EQ(call(twice), 7) << "the code on both channels";
+    EXPECT_EQ(read("out") + read("err"), "text\ntext\n");
     ControlDaemon daemon(ending_with(6)); // and never reads
     write("in", std::string(large_size(2, 20) << 20, 'i'));
     EXPECT_EQ(call(daemon.port(), "", "x"), 6);

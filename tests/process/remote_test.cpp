@@ -131,6 +131,12 @@ TEST_F(Remote, TheCallersOwnOutputIsNoFile)
     EXPECT_EQ(run("desk|-|" + err, "echo by jrsh"), "1 echo by jrsh");
     EXPECT_EQ(read_text("STDOUT"), "CTRLD reply: of another day\nnot allowed\n") << "somebody's file stays";
     EXPECT_FALSE(fs::exists("-") || fs::exists(err));
+    EXPECT_EQ(run("desk|", "echo by jrsh"), "1 echo by jrsh") << "no file at all is the same";
+    EXPECT_EQ(run("desk||" + err, "echo by jrsh"), "1 echo by jrsh");
+    EXPECT_TRUE(holds(read_text(err), "by jrsh")) << "an error file alone takes everything";
+    char gone[TAMBA_GLBV_SIZE] = "";
+    glbv("d", "gv_rw_work", gone);
+    EXPECT_EQ(run("desk/id", "echo"), "0 the directory gv_rw_work is not known");
     fs::current_path(before);
 }
 
@@ -148,6 +154,7 @@ TEST_F(Remote, ClientsAreReachedAsTheCatalogueSays)
     fs::remove(out);
     EXPECT_EQ(run("desk|" + out + "|" + err, "x"), "1 x") << "with two files a refusal is not noticed";
     EXPECT_EQ(output(), "java.Exception\n") << "but copied";
+    EXPECT_EQ(fs::file_size(out), fs::file_size(err)) << "byte by byte";
     answer("jrsh", "exit 1\n");
     EXPECT_EQ(run("desk|" + out, "x"), "0 jrsh ended with exit code 1");
 
