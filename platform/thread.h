@@ -12,6 +12,9 @@ using PlThreadFn = uint32_t (*)(void *);
 // int32_t.  Signal handlers of the program do not run in it.
 bool pl_thread_start(PlThreadFn fn, void *argument, TB_HANDLE *thread);
 
+// The number by which the system's own tools know the thread; 0 for an unknown handle.
+uint32_t pl_thread_id(TB_HANDLE thread);
+
 // Result of an ended thread; false while it runs.
 bool pl_thread_exit_code(TB_HANDLE thread, uint32_t *code);
 

@@ -11,7 +11,6 @@
 namespace {
 
 constexpr size_t kLineLength = 255;
-constexpr size_t kFileLimit = size_t{16} << 20;
 
 // The directory for work files; nothing in front of the name when it is unknown.
 GlobalValue work_directory()
@@ -20,6 +19,22 @@ GlobalValue work_directory()
     if (!read_global("gv_rw_work", &directory))
         directory.assign("");
     return directory;
+}
+
+// False when the file cannot be read.  It may be long: the program's listing stands in front of its result.
+bool read_result(const char *file, ResultLines *result)
+{
+    FILE *const stream = pl_fopen(file, "rb");
+    if (!stream)
+        return false;
+    char line[kLineLength + 1];
+    while (read_line(stream, line, sizeof line)) {
+        const std::string_view text = line;
+        if (!result->take(text.substr(0, text.find('\n'))))
+            break;
+    }
+    const bool read = std::ferror(stream) == 0;
+    return pl_fclose(stream) == 0 && read;
 }
 
 } // namespace
@@ -51,11 +66,7 @@ int32_t i_READ_RSHFILE(const char *file, char *status, char *msg, TraceContext t
     word.format("No tag [STATUS=] found in %s", name.c_str());
     message.format("No tag [MSG=] found in %s", name.c_str());
     ResultLines result;
-    std::string text;
-    if (pl_read_file(name.c_str(), &text, kFileLimit)) {
-        LineReader lines(text, kLineLength);
-        for (std::string_view line; lines.next(&line) && result.take(line);) {
-        }
+    if (read_result(name.c_str(), &result)) {
         if (result.has_status())
             word = result.status();
         if (result.has_message())

@@ -17,7 +17,7 @@ struct ControlTiming {
     uint32_t idle_ms = 1000;         // of a round without activity
     int32_t rounds_without_code = 5; // when both channels are closed
     int32_t rounds_with_code = 10;   // when one is still open
-    uint32_t drain_ms = 200;         // for data behind the exit code
+    uint32_t drain_ms = 1000;        // for data behind the exit code: a lost packet comes again meanwhile
     uint32_t resend_pause_ms = 1000;
 };
 inline ControlTiming control_timing;

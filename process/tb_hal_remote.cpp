@@ -260,8 +260,8 @@ int32_t ASYNC_REMOTE_CMD(const char *node, const char *cmd, TraceContext trace)
         return scope.leave(0, "--- ASYNC_REMOTE_CMD returns %d", 0);
     }
     command.release(); // the thread's now
-    const int number = static_cast<int>(reinterpret_cast<uintptr_t>(thread));
-    scope.note("HANDLE => ThreadId: %d => %d", number, number);
+    scope.note("HANDLE => ThreadId: %d => %d", static_cast<int>(reinterpret_cast<uintptr_t>(thread)),
+               static_cast<int>(pl_thread_id(thread)));
     pl_close(thread);
     return scope.leave(1, "--- ASYNC_REMOTE_CMD returns %d", 1);
 }

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <netdb.h>
 #include <string>
 #include <sys/stat.h>
 
@@ -123,6 +124,8 @@ void pl_fail_as(PlKind kind)
 size_t pl_error_text(int32_t number, char *out, size_t size)
 {
     char buffer[256];
+    if (number > kResolverErrors && number < 2 * kResolverErrors)
+        return copy_out(gai_strerror(kResolverErrors - number), out, size);
     // The GNU variant returns the text, in the buffer or static; either is safe between threads.
     return copy_out(strerror_r(number, buffer, sizeof buffer), out, size);
 }

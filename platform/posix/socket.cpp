@@ -60,9 +60,9 @@ int poll_until(pollfd *entries, size_t count, uint32_t milliseconds)
     }
 }
 
-int32_t resolve_error(int code)
+bool resolve_failed(int code)
 {
-    return code == EAI_SYSTEM ? errno : code == EAI_MEMORY ? ENOMEM : ENOENT;
+    return code == EAI_SYSTEM ? pl_fail(errno) : pl_fail(PL_OTHER, kResolverErrors - code);
 }
 
 } // namespace
@@ -83,7 +83,7 @@ bool pl_net_resolve(const char *host, char *official, size_t size, uint32_t *add
     wanted.ai_socktype = SOCK_STREAM;
     wanted.ai_flags = AI_CANONNAME;
     if (const int code = getaddrinfo(host, nullptr, &wanted, &found); code != 0)
-        return pl_fail(resolve_error(code));
+        return resolve_failed(code);
     *address = reinterpret_cast<const sockaddr_in *>(found->ai_addr)->sin_addr.s_addr;
     std::snprintf(official, size, "%s", found->ai_canonname ? found->ai_canonname : host);
     freeaddrinfo(found);

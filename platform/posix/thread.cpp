@@ -10,6 +10,7 @@
 #include <csignal>
 #include <mutex>
 #include <pthread.h>
+#include <unistd.h>
 
 namespace {
 
@@ -24,6 +25,11 @@ public:
 
     void run()
     {
+        {
+            const std::lock_guard lock(mutex_);
+            id_ = static_cast<uint32_t>(gettid());
+            changed_.notify_all();
+        }
         const uint32_t code = fn_(argument_);
         const std::lock_guard lock(mutex_);
         if (!ended_)
@@ -60,6 +66,14 @@ public:
         return ended_ ? PlWait::ended : PlWait::timed_out;
     }
 
+    // A thread knows its number from its first step on.
+    uint32_t id()
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return id_ != 0 || ended_; });
+        return id_;
+    }
+
     bool exit_code(uint32_t *code)
     {
         const std::lock_guard lock(mutex_);
@@ -74,7 +88,7 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     bool ended_ = false;
-    uint32_t code_ = 0;
+    uint32_t code_ = 0, id_ = 0;
 };
 
 // Lives as long as its thread, whether that returns or is cancelled.
@@ -134,6 +148,12 @@ bool pl_thread_start(PlThreadFn fn, void *argument, TB_HANDLE *thread)
     object->set_thread(id);
     *thread = handle;
     return true;
+}
+
+uint32_t pl_thread_id(TB_HANDLE thread)
+{
+    const auto object = handle_get<ThreadObject>(thread);
+    return object ? object->id() : 0;
 }
 
 bool pl_thread_exit_code(TB_HANDLE thread, uint32_t *code)

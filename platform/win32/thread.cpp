@@ -43,6 +43,12 @@ bool pl_thread_start(PlThreadFn fn, void *argument, TB_HANDLE *thread)
     return true;
 }
 
+uint32_t pl_thread_id(TB_HANDLE thread)
+{
+    const auto object = handle_find(thread, HandleKind::thread);
+    return object ? GetThreadId(object->system.get()) : 0;
+}
+
 bool pl_thread_exit_code(TB_HANDLE thread, uint32_t *code)
 {
     const auto object = handle_find(thread, HandleKind::thread);

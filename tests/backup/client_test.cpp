@@ -109,6 +109,9 @@ TEST_F(Client, ResultFilesAreNamedAndRead)
         std::snprintf(expected, sizeof expected, c.msg, file);
         EXPECT_STREQ(msg, expected);
     }
+    write_text(file, std::string(17 << 20, 'x') + "\nSTATUS=SUCCESS MSG=behind a long listing\n");
+    EXPECT_EQ(i_READ_RSHFILE(file, status, msg, trace), 1);
+    EXPECT_STREQ(msg, "behind a long listing");
     char none[] = "";
     glbv("d", "gv_rw_work", none);
     BUILD_RSHFILE(file, name, "b", -1);

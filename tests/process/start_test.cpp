@@ -184,12 +184,14 @@ TEST_F(Start, PidExistKnowsProcessesAndThreads)
     TB_HANDLE thread = nullptr;
     ASSERT_TRUE(pl_thread_start(until_told, nullptr, &thread));
     EXPECT_EQ(pid_exist(reference_of(thread), trace), 1);
+    EXPECT_NE(pl_thread_id(thread), 0u);
     g_go = true;
     ASSERT_EQ(pl_wait(thread, kPlForever), PlWait::ended);
     EXPECT_EQ(pid_exist(reference_of(thread), trace), 0);
     EXPECT_TRUE(holds(trace_text(), "child returned exit code 42"));
     EXPECT_TRUE(pl_close(thread));
     EXPECT_FALSE(pl_close(thread));
+    EXPECT_EQ(pl_thread_id(thread), 0u);
     EXPECT_EQ(pid_exist(reference_of(thread), trace), 0);
     EXPECT_TRUE(holds(trace_text(), "WARNING: pid_exist: got not expected WAIT_FAILED"));
 }
