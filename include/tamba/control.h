@@ -20,7 +20,8 @@ TAMBA_BEGIN
  * outfile     output is appended to it; errfile likewise errors; with one of them both go there, with none of them to
  *             this process's streams.  Failures of the connection are appended, too, as "ERROR: <text>"
  * timeout     seconds for the connection and, apart, for the call-back; 0: no limit for the first and 10 seconds for
- *             the second.  A command that runs is never cut off
+ *             the second.  No limit holds for the daemon's answer in between, since a busy daemon may take its time,
+ *             and for the command, which is never cut off: a daemon that is connected and silent keeps the caller
  *
  * Returns the command's exit code (0 to 255); 253 when it could not be run, was aborted without an exit code or its
  * output could not be written; the daemon's status when it refuses; 1 when stdinfile cannot be read.  Every thread has
