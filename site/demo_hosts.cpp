@@ -115,7 +115,7 @@ void command_on_the_host(Stage &stage)
 {
     stage.report.step("A command on another host",
                       "Its output comes back into a file, its exit code decides.");
-    const std::string file = stage.site.path("work/hello.txt");
+    const std::string file = stage.site.path("hello.txt");
     char cmd[TB_REMOTE_CMD_SIZE] = "echo hello from the client",
          failing[TB_REMOTE_CMD_SIZE] = "echo STATUS=ERROR MSG=no tape& exit 3";
     int32_t results[2] = {};
