@@ -3,9 +3,6 @@
 #include <db/rows.h>
 #include <foundation/alloc.h>
 
-#include <atomic>
-#include <thread>
-
 namespace {
 
 // Lets the n-th allocation from now on fail.
@@ -178,22 +175,6 @@ TEST_F(Records, ShortMemoryIsReportedAndLeavesTheListWhole)
     EXPECT_TRUE(rows.empty());
 }
 
-TEST_F(Records, AReaderInOrderStepsAndDoesNotWalk)
-{
-    DB_REC_LIST list = {};
-    fill(&list, 4);
-    EXPECT_EQ(a(&list, 2), "v2");
-    DB_REC *const second = list.first->next;
-    list.first->next = nullptr; // the way from the first record is closed
-    EXPECT_EQ(a(&list, 2), "v2");
-    EXPECT_EQ(a(&list, 3), "v3");
-    EXPECT_EQ(a(&list, 4, 2), "v4");
-    EXPECT_EQ(a(&list, 4, 3), "unexpected NULL value"); // the finest trace names every record from the first
-    list.first->next = second;
-    EXPECT_EQ(a(&list, 1), "v1");
-    DB_SEL_LOOP_RECORDS(&list, 'd');
-}
-
 TEST_F(Records, APlaceInAListNeverOutlivesItsRecords)
 {
     // Reads every row forwards, one backwards, and lets other lists live and die in between.
@@ -223,27 +204,6 @@ TEST_F(Records, APlaceInAListNeverOutlivesItsRecords)
         EXPECT_EQ(a(&list, rows + 1), "other");
         DB_SEL_LOOP_RECORDS(&list, 'd');
     }
-}
-
-TEST_F(Records, ThreadsWithListsOfTheirOwnDoNotDisturbEachOther)
-{
-    std::atomic<int> wrong{0};
-    const auto work = [&](int thread) {
-        TraceContext trace{};
-        for (int round = 0; round < 20; ++round) {
-            Rows rows("thread", trace);
-            if (!rows.select("select nr*%d as n from clients order by nr", thread) || rows.count() != 3)
-                ++wrong;
-            for (int32_t row = 1; row <= rows.count(); ++row)
-                wrong += rows.integer(row, "n") != row * thread;
-        }
-    };
-    std::vector<std::thread> threads;
-    for (int thread = 1; thread <= 4; ++thread)
-        threads.emplace_back(work, thread);
-    for (std::thread &thread : threads)
-        thread.join();
-    EXPECT_EQ(wrong, 0);
 }
 
 TEST_F(Records, OneValueOfAQueryComesByItself)

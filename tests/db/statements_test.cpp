@@ -258,28 +258,6 @@ TEST_F(Statements, PseudoStatementsConvertByDatabaseType)
     EXPECT_EQ(msg, std::string(255, '9'));
 }
 
-TEST_F(Statements, EveryEntryLineHasItsExitLineAtEveryLevel)
-{
-    for (int32_t level = 1; level <= 4; ++level) {
-        write("lgc/test.lgc", "");
-        DB_REC_LIST list{};
-        char value[64];
-        for (const char *sql :
-             {"select * from clients", "select nonsense", "update clients set nr=1", "DATE", "DA"})
-            access(sql, &list, "", level);
-        iDB_SEL_GETVALUE("select name from clients", "name", value, context(level));
-        iDB_SEL_GETVALUE("select name from clients", "unknown", value, context(level));
-        DB_SEL_LOOP_RECORDS(&list, 'd');
-        int entries = 0, exits = 0;
-        for (const std::string &line : lines("lgc/test.lgc")) {
-            entries += line.find(" +++ ") != std::string::npos;
-            exits += line.find(" --- ") != std::string::npos;
-        }
-        EXPECT_EQ(entries, exits) << level;
-        EXPECT_GE(entries, 6 * level) << level;
-    }
-}
-
 TEST_F(Statements, ClientCommandsFollowTheDatabaseType)
 {
     set_global("gv_ro_db", "/opt/db/");

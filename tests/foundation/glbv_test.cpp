@@ -1,7 +1,7 @@
 // Global variables in both stores, of this and of other hosts, and the path resolvers.
 #include "tests/support/test_site.h"
 
-#include <foundation/messages.h>
+#include <foundation/text.h>
 #include <platform/process.h>
 #include <platform/registry.h>
 
@@ -50,32 +50,9 @@ TEST_F(Glbv, WhatIsWrittenIsReadUntilItIsDeleted)
             for (const char *function : {"R", "w", "r", "d", "x"}) // callers look at the first character
                 EXPECT_NE(service(function, name, nullptr), nullptr) << function << name;
     EXPECT_EQ(glbv("R", "gv_a", nullptr)[0], '?');
+    EXPECT_EQ(call("", "file"), "??? invalid service ");
+    EXPECT_EQ(call("r", "MyVersion").substr(0, 6), "tamba ");
     EXPECT_FALSE(std::filesystem::exists(path("../x")));
-}
-
-TEST_F(Glbv, ARegistryTextOfMoreThan511CharactersIsUnknown)
-{
-    for (const size_t length : {511u, 512u, 513u}) {
-        const std::string text(length, 't');
-        ASSERT_TRUE(pl_reg_write((std::string(kStore) + "gv_long").c_str(), "", text.c_str()));
-        EXPECT_EQ(call("r", "gv_long"), length == 511 ? text : "???") << length;
-    }
-    ASSERT_TRUE(pl_reg_write_number((std::string(kStore) + "gv_number").c_str(), "", 1));
-    EXPECT_EQ(call("r", "gv_number"), "???");
-}
-
-TEST_F(Glbv, FilesAreReadAsOneText)
-{
-    const struct {
-        std::string text, value;
-    } cases[] = {{"a\nb\n", "ab"}, {"a\r\nb", "ab"}, {"\n\n", ""},
-                 {"", "???"},      {" a ", " a "},   {std::string(600, 'x'), std::string(255, 'x')}};
-    for (const auto &c : cases) {
-        write("glbv/v.sgv", c.text);
-        EXPECT_EQ(call("r", "v"), c.value) << c.text;
-    }
-    EXPECT_EQ(call("R", "v"), std::string(255, 'x'));
-    EXPECT_FALSE(exists("glbv/v.sgv"));
 }
 
 TEST_F(Glbv, WrittenFilesComeBackInTheServicesOwnBuffer)
@@ -111,15 +88,6 @@ TEST_F(Glbv, DeleteWithStarRemovesEveryNameThatHoldsBothParts)
     EXPECT_EQ(call("r", "gv_rw_glbv"), directory("glbv"));
     call("d", "*");
     EXPECT_EQ(call("r", "gv_rw_glbv"), "???");
-}
-
-TEST_F(Glbv, UnknownServicesAndTheVersion)
-{
-    EXPECT_EQ(call("x", "gv_a"), "??? invalid service x");
-    EXPECT_EQ(call("x", "file"), "??? invalid service x");
-    EXPECT_EQ(call("", "file"), "??? invalid service ");
-    EXPECT_EQ(call("r", "MyVersion").substr(0, 6), "tamba ");
-    EXPECT_EQ(call("R", "MyVersion"), "???");
 }
 
 TEST_F(Glbv, WithoutItsDirectoryTheFileStoreTouchesNothing)
@@ -181,15 +149,7 @@ TEST_F(Glbv, TheFrontServesThisHostAndNamesWhatFailsOnOthers)
     for (const char *function : {"r", "R", "d", "w"})
         EXPECT_EQ(call(function, "other.invalid:gv_m", "v", master_glbv), "?? GLBV: RemoteCmd failed")
             << function;
-    for (const char *language : {"de", "de_BA", "fr", "hr", "en"}) {
-        write("ini/tb.ini", "[Pathes]\ngv_rw_lgc=" + directory("lgc") + "\ngv_rw_ini=" + directory("ini") +
-                                "\n[SETUP]\nlang=" + language + "\n");
-        const std::string text = call("q", "other.invalid:gv_m", "v", master_glbv);
-        char expected[64];
-        std::snprintf(expected, sizeof expected, message_format(Msg::kInvalidService), 'q');
-        EXPECT_EQ(text, expected) << language;
-        EXPECT_EQ(text == "?? invalid service q", eLang == 0 || eLang == 4) << language;
-    }
+    EXPECT_EQ(call("q", "other.invalid:gv_m", "v", master_glbv), "?? invalid service q");
 }
 
 } // namespace

@@ -46,17 +46,6 @@ TEST_F(Trace, ExitLinesStandAtTheIndentOfTheirEntryLinesUpToSixtyBlanks)
     EXPECT_EQ(trace_depth(), 0);
 }
 
-TEST_F(Trace, AContextThatIsAlreadyIndentedNeitherOverflowsNorUnderflows)
-{
-    TraceContext trace = context(1);
-    std::memset(trace.indent, ' ', 61);
-    WRITE_TRACE(&trace, "+++");
-    EXPECT_EQ(std::strlen(trace.indent), 61u);
-    std::strcpy(trace.indent, "   ");
-    WRITE_TRACE(&trace, "---");
-    EXPECT_STREQ(trace.indent, "");
-}
-
 TEST_F(Trace, AScopeWritesBothOfItsLinesOrNone)
 {
     TraceContext trace = context(1), quiet = context(0);
@@ -87,14 +76,6 @@ TEST_F(Trace, ACutFormatNeverEndsInsideAConversion)
             expected = before + 5 <= kKept ? x + "42  " + expected.substr(before + 5) : x;
         EXPECT_EQ(without_times(read(file)), "# " + expected) << before;
     }
-}
-
-TEST_F(Trace, ArgumentsAreWrittenWhole)
-{
-    TraceContext trace = context(1);
-    const std::string argument = std::string(5000, 'a') + "%s%n";
-    WRITE_TRACE(&trace, "<%s>", argument.c_str());
-    EXPECT_EQ(log(), "# <" + argument + ">\n");
 }
 
 TEST_F(Trace, CopyFileCutsTheLastCharacterOfEveryPiece)

@@ -4,7 +4,6 @@
 #include <platform/fault.h>
 #include <platform/files.h>
 
-#include <cerrno>
 #include <filesystem>
 
 namespace fs = std::filesystem;
@@ -71,25 +70,6 @@ TEST_F(Files, AnExchangeThatFailsLeavesTheOldContentAndNothingBeside)
                 if (!reached)
                     break;
             }
-}
-
-TEST_F(Files, AFullDeviceIsNamed)
-{
-    pl_fault_arm(1, PL_DISK_FULL); // an injected one like a real one
-    EXPECT_TRUE(pl_fault());
-    pl_fault_arm(0, PL_OTHER);
-    EXPECT_EQ(errno, ENOSPC);
-    EXPECT_EQ(pl_last_error().number, fs::exists("/dev/full") ? ENOSPC : PL_DISK_FULL);
-    if (!fs::exists("/dev/full"))
-        GTEST_SKIP() << "no device that is always full";
-    int32_t error = 0;
-    EXPECT_EQ(pl_append("/dev/full", "x", 1, &error), PlAppend::not_written);
-    EXPECT_EQ(error, 28);
-    EXPECT_EQ(pl_last_error().kind, PL_DISK_FULL);
-    FILE *const stream = pl_fopen("/dev/full", "w");
-    ASSERT_NE(stream, nullptr);
-    std::fputs("x", stream);
-    EXPECT_EQ(pl_fclose(stream), 28);
 }
 
 } // namespace

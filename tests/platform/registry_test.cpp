@@ -79,29 +79,4 @@ TEST_F(Registry, TextsAndNumbersReplaceEachOther)
     EXPECT_EQ(text("None", "none"), "?3");
 }
 
-TEST_F(Registry, ATextThatDoesNotFitGivesItsBeginning)
-{
-    char out[] = "........";
-    ASSERT_TRUE(pl_reg_write("T", "", "12345"));
-    EXPECT_TRUE(pl_reg_read("T", "", out, 6));
-    EXPECT_STREQ(out, "12345");
-    EXPECT_FALSE(pl_reg_read("T", "", out, 5));
-    EXPECT_EQ(pl_last_error().kind, PL_MORE_DATA);
-    EXPECT_STREQ(out, "1234");
-}
-
-TEST_F(Registry, KeysWithSubkeysAreNotDeleted)
-{
-    ASSERT_TRUE(pl_reg_write("A\\B", "v", "text"));
-    ASSERT_TRUE(pl_reg_write_number("A\\B", "n", 1));
-    ASSERT_TRUE(pl_reg_write("A", "v", "text"));
-    EXPECT_FALSE(pl_reg_delete_key("A"));
-    EXPECT_EQ(pl_last_error().kind, PL_ACCESS_DENIED);
-    EXPECT_EQ(text("A", "v"), "text");
-    EXPECT_TRUE(pl_reg_delete_key("A\\B"));
-    EXPECT_TRUE(pl_reg_delete_key("A"));
-    EXPECT_FALSE(pl_reg_delete_key("A"));
-    EXPECT_FALSE(exists("registry/a"));
-}
-
 } // namespace

@@ -171,6 +171,7 @@ TEST_F(Control, EveryMisbehaviourEndsTheCallWithItsReason)
     EXPECT_EQ(call(1, "", "x", 0, "no-such-host.invalid"), 253);
     EXPECT_TRUE(holds(ctrl_first_error(), "gethostbyname() call failed for host: [no-such-host.invalid] ("));
     EXPECT_FALSE(holds(ctrl_first_error(), "No such file")) << "a host is no file: " << ctrl_first_error();
+    EXPECT_FALSE(std::string_view(ctrl_first_error()).ends_with(") ")) << "the resolver's own text";
     for (const char *spec : {"", "x", "0", "70000", "99999999999:-s"})
         EXPECT_EQ(
             ctrlc_lib_call(spec, "127.0.0.1", nullptr, nullptr, nullptr, path("out").c_str(), nullptr, 0),

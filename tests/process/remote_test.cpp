@@ -197,6 +197,8 @@ TEST_F(Remote, AsynchronousCommandsRunInThreadsSideBySide)
         EXPECT_EQ(REMOTE_CMD((std::string(nodes[i]) + "|" + out + std::to_string(i)).c_str(), cmd, 0, trace),
                   1);
     cmd[0] = '\0'; // the threads have copies
+    EXPECT_TRUE(holds(trace_text(), "HANDLE => ThreadId: "));
+    EXPECT_FALSE(holds(trace_text(), " => 0\n")) << "a thread has a number from its start on";
     int done = 0;
     for (int i = 0; i < 3000 && done < 4; ++i) {
         wait_msec(10);

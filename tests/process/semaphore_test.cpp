@@ -291,46 +291,11 @@ TEST_F(Semaphore, OddArgumentsAreHandled)
     EXPECT_EQ(sema('-', path_like), 1);
 }
 
-TEST_F(Semaphore, TracesCallInquiryAndLock)
-{
-    set_levels("TB_SEM=2\n");
-    write("work/sem/eom.sem", " 999999 gone");
-    SemaRecord record = record_of("eom", "me");
-    ASSERT_EQ(i_SEMA('+', &record, context(2)), 1);
-    i_SEMA('-', &record, context(2));
-    EXPECT_TRUE(holds(trace_text(), "SEMA + eom") && holds(trace_text(), "SEMA - returns: 1: wrote PID"));
-    const std::string traced = read("lgc/tb_sem_eom.lgc");
-    size_t at = 0;
-    for (const char *text :
-         {"+++ SEMA [", "] +  eom", "sema file name: '", "+++ SEMA [", "] ?  eom", "got (11): 999999 gone",
-          "]+ eom try to inquire lock state requested by me",
-          "WARNING: holding process 999999 gone for semaphore eom disappeared", "] ? returns: 0: 999999 gone",
-          "] + eom waiting requested by me", "] + eom holding", "] + returns: 1: wrote PID",
-          "] - close sema file ", "] - wrote PID", "] - returns: 1: wrote PID"}) {
-        at = traced.find(text, at);
-        ASSERT_NE(at, std::string::npos) << text << "\n" << traced;
-    }
-}
-
 TEST_F(Semaphore, FatalReportEndsTheProcessWithItsStatusLine)
 {
     Child child("report_fatal");
     EXPECT_EQ(child.wait(), 3);
     EXPECT_EQ(child.output().substr(0, 30), "STATUS=FATAL MSG=100% lost: (2");
-}
-
-TEST_F(Semaphore, GuardEndsTheOutermostHoldOnly)
-{
-    const TraceContext trace = context(0);
-    {
-        SemaphoreGuard outer("eom", "outer", trace);
-        ASSERT_TRUE(outer.held());
-        {
-            SemaphoreGuard inner("eom", nullptr, trace);
-            EXPECT_TRUE(inner.held());
-        }
-        EXPECT_EQ(Child("try_semaphore", {"eom"}).wait(), 7);
-    }
 }
 
 TEST_F(Semaphore, EveryFailingCallLeavesItFreeAndNothingOpen)

@@ -7,7 +7,6 @@
 #include <platform/thread.h>
 
 #include <atomic>
-#include <cstring>
 #include <fstream>
 #include <memory>
 #include <thread>
@@ -264,28 +263,4 @@ TEST_F(Start, LockForProcessKeepsOrOnlyTests)
     EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('+', std::string(1000, 'n').c_str(), nullptr, 0), 0);
     EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('+', "", message, sizeof message), 1);
     EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('+', nullptr, message, sizeof message), 1);
-}
-
-TEST_F(Start, TwoHundredStartsLeaveNothingBehind)
-{
-    install_program("bin/tamba/tb_qm.exe");
-    const std::string command = path("bin/tamba/tb_qm.exe") + exit_with(0);
-    const uint32_t before = open_handles();
-    std::vector<uint32_t> pids;
-    for (int i = 0; i < 200; ++i) {
-        TB_HANDLE process = nullptr;
-        uint32_t pid = 0;
-        ASSERT_TRUE(pl_process_start(command.c_str(), &process, &pid));
-        if (i % 2 == 0) {
-            EXPECT_EQ(pl_wait(process, 60'000), PlWait::ended);
-        }
-        pl_close(process); // every second one while it runs
-        pids.push_back(pid);
-    }
-    EXPECT_EQ(open_handles(), before);
-    for (const uint32_t pid : pids) // a zombie would stay
-        while (const TB_HANDLE process = pl_process_open(pid)) {
-            pl_close(process);
-            std::this_thread::yield();
-        }
 }
