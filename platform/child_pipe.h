@@ -35,11 +35,11 @@ enum class PlChildStart {
 // on PATH; command_line: its own name and its arguments, as pl_process_start takes them.  Our ends of the pipes reach
 // no other program, the child's ends only this one.  On failure nothing is open, child is all zero and the last error
 // tells.
-PlChildStart pl_child_start(const char *program, const char *command_line, const PlChildStreams &streams,
-                            PlChild *child);
+[[nodiscard]] PlChildStart pl_child_start(const char *program, const char *command_line,
+                                          const PlChildStreams &streams, PlChild *child);
 
 // Another handle of the same object.
-TB_HANDLE pl_duplicate(TB_HANDLE handle);
+[[nodiscard]] TB_HANDLE pl_duplicate(TB_HANDLE handle);
 
 // Waits until a program with windows has begun to wait for input; others count as ready at once.
 void pl_child_wait_ready(TB_HANDLE process, uint32_t milliseconds);
@@ -54,11 +54,12 @@ int32_t pl_child_resume(TB_HANDLE thread);
 
 // The full path of a program, which is relative to directory (itself relative to the working directory, with or
 // without a separator at its end) unless it is absolute.  False and the last error when there is none.
-bool pl_full_path(const char *directory, const char *program, std::string *path);
+[[nodiscard]] bool pl_full_path(const char *directory, const char *program, std::string *path);
 
 // Starts a program that goes on when its starter has ended: null device for its three streams, nothing inherited,
 // no signals of the starter's terminal.  False and the last error when it cannot be started.
-bool pl_process_start_background(const char *command_line, uint32_t *pid);
+[[nodiscard]] bool pl_process_start_background(const char *command_line, uint32_t *pid);
 
-// The command line that runs a command of pl_shell as a program.
+// The command line that runs a command of pl_shell as a program; "" and the last error for one that is too long for the
+// interpreter (Windows: 8100 characters).
 std::string pl_script_command(const char *command);

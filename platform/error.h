@@ -39,8 +39,27 @@ struct PlError {
 // The error of the last failing pl_ function of this thread.  Successful calls leave it alone.
 PlError pl_last_error();
 
-// The two sides of the seam report with it; a service that only observes (the trace) puts the error back that it found.
+// The two sides of the seam report with it.  As its last act it leaves the number where the system leaves its own
+// (errno, SetLastError), so that a program's next failing call of the system is told from ours.
 void pl_set_error(PlError error);
+
+// That place: the system's last error in this thread, whoever has failed.
+int32_t pl_system_error();
+void pl_set_system_error(int32_t number);
+
+// For a service that only observes (the trace): all errors of the thread are afterwards what they were.
+class PlErrorKeeper {
+public:
+    PlErrorKeeper();
+    ~PlErrorKeeper();
+    PlErrorKeeper(const PlErrorKeeper &) = delete;
+    PlErrorKeeper &operator=(const PlErrorKeeper &) = delete;
+
+private:
+    const int32_t system_;
+    const int c_error_;
+    const PlError error_;
+};
 
 // Sets the last error, and errno, as a call that failed for this reason leaves them on this platform.
 void pl_fail_as(PlKind kind);

@@ -5,10 +5,17 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 // fopen in text mode or, with "b", in binary mode; null and the last error on failure.
-FILE *pl_fopen(const char *path, const char *mode);
+[[nodiscard]] FILE *pl_fopen(const char *path, const char *mode);
+
+// A stream that closes itself, for readers.
+struct PlCloseFile {
+    void operator()(FILE *stream) const { std::fclose(stream); }
+};
+using PlFile = std::unique_ptr<FILE, PlCloseFile>;
 
 // Appends text in one piece (one open, one write, one close), creating the file.  Line feeds become the
 // platform's line ends.  Concurrent writers of any process never tear or overwrite each other's text.
@@ -30,11 +37,12 @@ struct PlFileStamp {
     int64_t modified_ns, changed_ns;
     bool operator==(const PlFileStamp &) const = default;
 };
-bool pl_file_stamp(const char *path, PlFileStamp *stamp);
+bool pl_file_stamp(const char *path, PlFileStamp *stamp); // a folder has none
 
 // Reads a whole file into out, at most limit bytes, and, unless null, the stamp it had before the first byte
 // was read. False and the last error when it cannot be opened or read; never waits for the writer of a pipe.
-bool pl_read_file(const char *path, std::string *out, size_t limit, PlFileStamp *stamp = nullptr);
+[[nodiscard]] bool pl_read_file(const char *path, std::string *out, size_t limit,
+                                PlFileStamp *stamp = nullptr);
 
 bool pl_file_exists(const char *path);
 bool pl_remove(const char *path); // false and the last error on failure
@@ -49,6 +57,9 @@ std::string pl_library_path(const char *path);
 const char *pl_null_device();
 char pl_path_list_separator(); // between the entries of PATH
 char pl_path_separator();      // inside a path, as PATH entries show it
+
+// Goes to a place in a stream, beyond 2 GiB, too.  Sets no last error.
+bool pl_seek(FILE *stream, uint64_t offset);
 
 // fclose that names the C library's error number: 0 when everything reached the file.
 int32_t pl_fclose(FILE *stream);

@@ -13,10 +13,10 @@ enum class PlMessage {
 };
 
 // The message with this number in the table of a module, which is loaded for it; language neutral.
-PlMessage pl_module_message(const char *module, uint32_t number, char *out, size_t size);
+[[nodiscard]] PlMessage pl_module_message(const char *module, uint32_t number, char *out, size_t size);
 
 // The RPC runtime's text.
-PlMessage pl_rpc_message(uint32_t number, char *out, size_t size);
+[[nodiscard]] PlMessage pl_rpc_message(uint32_t number, char *out, size_t size);
 
 // The system's text, in the user's language: found or missing (the last error tells more).
-PlMessage pl_system_message(uint32_t number, char *out, size_t size);
+[[nodiscard]] PlMessage pl_system_message(uint32_t number, char *out, size_t size);

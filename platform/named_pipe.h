@@ -12,11 +12,11 @@ enum class PlNamedPipe { done, no_descriptor, descriptor_not_initialised, descri
 
 // Creates the only instance of a pipe that every user may open.  The last error tells: PL_PIPE_BUSY for a name that
 // is taken.
-PlNamedPipe pl_named_pipe_create(const char *name, int32_t mode, TB_HANDLE *pipe);
+[[nodiscard]] PlNamedPipe pl_named_pipe_create(const char *name, int32_t mode, TB_HANDLE *pipe);
 
 // Opens a pipe.  False and the last error: PL_PIPE_BUSY when it has its client, PL_FILE_NOT_FOUND without such a
 // pipe, PL_ACCESS_DENIED when data flow the other way.
-bool pl_named_pipe_open(const char *name, int32_t mode, TB_HANDLE *pipe);
+[[nodiscard]] bool pl_named_pipe_open(const char *name, int32_t mode, TB_HANDLE *pipe);
 
 // Waits for the client.  True when it has come, also when it had come before.
-bool pl_named_pipe_wait(TB_HANDLE pipe);
+[[nodiscard]] bool pl_named_pipe_wait(TB_HANDLE pipe);

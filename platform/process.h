@@ -13,11 +13,11 @@
 // what the calling program itself has left inheritable, never anything that the seam has opened.  False and
 // the last error when the program cannot be started (also when the system finds out only while executing it).
 // The handle may be closed while the child runs: nothing of the child stays behind when it ends.
-bool pl_process_start(const char *command_line, TB_HANDLE *process, uint32_t *pid);
+[[nodiscard]] bool pl_process_start(const char *command_line, TB_HANDLE *process, uint32_t *pid);
 
 // Opens a process by id, for waiting; null and the last error when there is none (0 names none).  A process
 // that has ended but is not yet forgotten by the system opens too, and has ended.
-TB_HANDLE pl_process_open(uint32_t pid);
+[[nodiscard]] TB_HANDLE pl_process_open(uint32_t pid);
 
 enum class PlWait { ended, timed_out, abandoned, failed };
 constexpr uint32_t kPlForever = 0xFFFFFFFFu;
@@ -28,7 +28,7 @@ PlWait pl_wait(TB_HANDLE process_or_thread, uint32_t milliseconds);
 
 // Exit code of an ended process: Windows its 32 bits, Linux 0..255 or 128 + signal.  False while it runs or
 // when the code is not ours to read.
-bool pl_process_exit_code(TB_HANDLE process, int32_t *code);
+[[nodiscard]] bool pl_process_exit_code(TB_HANDLE process, int32_t *code);
 
 // Ends a process at once, without a chance to clean up; its locks and handles are gone when a wait for it
 // returns.  False for an id that names no process or one that is not ours to end.
@@ -46,7 +46,8 @@ void pl_parent_process_name(char *out, size_t size); // "unknown" when the syste
 // quoted whole command, "\" in the program's path, "nul") are rewritten for sh.
 int32_t pl_shell(const char *command);
 
-// The command for pl_shell that sorts the lines of a text file by their bytes into another file.
+// The command for pl_shell that sorts the lines of a text file into another file; "" when one of the names cannot
+// stand in a command.
 std::string pl_sort_command(const char *input, const char *output);
 
 // Host name of this machine.

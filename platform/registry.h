@@ -6,21 +6,22 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <vector>
 
 // Reads a string value.  False and the last error when the key or the value is missing, the value is no
 // string, or the text does not fit with its terminator (PL_MORE_DATA; out then holds the beginning).
-bool pl_reg_read(const char *key, const char *value, char *out, size_t size);
+[[nodiscard]] bool pl_reg_read(const char *key, const char *value, char *out, size_t size);
 
-// Sets a string or number value, creating the key.
+// Sets a string or number value, creating the key, also when somebody deletes it meanwhile.
 bool pl_reg_write(const char *key, const char *value, const char *text);
 bool pl_reg_write_number(const char *key, const char *value, uint32_t number);
 
 // Reads a number value.
-bool pl_reg_read_number(const char *key, const char *value, uint32_t *number);
+[[nodiscard]] bool pl_reg_read_number(const char *key, const char *value, uint32_t *number);
 
 // Deletes a key with its values; a key that has subkeys stays and the call fails with PL_ACCESS_DENIED.
 bool pl_reg_delete_key(const char *key);
 
-// Name of subkey number index (from 0, in a stable order while nothing is added or removed); false behind the
-// last.
-bool pl_reg_enum(const char *key, uint32_t index, char *name, size_t size);
+// The names of all subkeys, in no particular order; none, false and the last error when they cannot be listed.
+bool pl_reg_subkeys(const char *key, std::vector<std::string> *names);

@@ -8,4 +8,4 @@
 // file's stamp as long as the file stands unchanged; a file that changed within the last seconds is read anew
 // each time, because a second change could hide behind the same stamp.  Larger files than 1 MiB are read but
 // not kept, and cut at 16 MiB. Thread-safe.
-std::shared_ptr<const std::string> pl_snapshot(const char *path);
+[[nodiscard]] std::shared_ptr<const std::string> pl_snapshot(const char *path);

@@ -15,14 +15,14 @@ bool pl_net_start();
 void pl_net_stop();
 
 // Finds a host by its name, numeric addresses included: its official name and its address (network order).
-bool pl_net_resolve(const char *host, char *official, size_t size, uint32_t *address);
+[[nodiscard]] bool pl_net_resolve(const char *host, char *official, size_t size, uint32_t *address);
 
 // All sockets are closed with pl_socket_close and reach no other program.  Calls fail with false or kPlNoSocket and
 // the last error.
-PlSocket pl_socket_open();
+[[nodiscard]] PlSocket pl_socket_open();
 bool pl_socket_close(PlSocket socket);
 
-// No delay for small packets; a close waits up to a minute until everything was sent.
+// No delay for small packets; a close waits up to a minute until everything was sent; an urgent byte keeps its place.
 bool pl_socket_set_options(PlSocket socket);
 bool pl_socket_set_nonblocking(PlSocket socket, bool on);
 
@@ -40,12 +40,12 @@ bool pl_socket_port(PlSocket socket, uint16_t *port);
 bool pl_socket_peer(PlSocket socket, uint32_t *address);
 
 // A blocking socket, whatever the listener is.
-PlSocket pl_socket_accept(PlSocket listener);
+[[nodiscard]] PlSocket pl_socket_accept(PlSocket listener);
 
 enum PlReady : uint32_t {
     kPlReadable = 1, // data, the end of the data or an error
     kPlWritable = 2,
-    kPlUrgent = 4,    // an urgent byte may be there
+    kPlUrgent = 4,    // as readable, or an urgent byte: pl_socket_receive_marked
     kPlConnected = 8, // a connection that has begun stands or has failed
 };
 struct PlSocketWait {
@@ -60,14 +60,14 @@ constexpr uint32_t kPlNoLimit = 0xFFFFFFFFu;
 int32_t pl_socket_wait(PlSocketWait *sockets, size_t count, uint32_t milliseconds);
 
 // One receive; got 0: the other side has closed.
-bool pl_socket_receive(PlSocket socket, void *buffer, size_t size, size_t *got);
+[[nodiscard]] bool pl_socket_receive(PlSocket socket, void *buffer, size_t size, size_t *got);
 
-// Takes the urgent byte.  False when there is none (yet).  A normal receive that passes its place destroys it: take it
-// before each receive when kPlUrgent is set, and receive once for each readiness.
-bool pl_socket_receive_urgent(PlSocket socket, uint8_t *byte);
+// The same where urgent bytes may come, of a socket that returns at once: such a byte comes alone, with urgent set, at
+// the latest at its place in the data, also when the other side has reset the connection since.
+bool pl_socket_receive_marked(PlSocket socket, void *buffer, size_t size, size_t *got, bool *urgent);
 
 // One send, never a signal; sent may be less than size.
-bool pl_socket_send(PlSocket socket, const void *data, size_t size, size_t *sent);
+[[nodiscard]] bool pl_socket_send(PlSocket socket, const void *data, size_t size, size_t *sent);
 bool pl_socket_send_urgent(PlSocket socket, uint8_t byte);
 
 // Ends both directions; whoever waits for the socket goes on.

@@ -5,10 +5,8 @@
 #include <platform/posix/errors.h>
 #include <platform/posix/local_socket.h>
 #include <platform/posix/stream.h>
+#include <platform/posix/waiting.h>
 
-#include <algorithm>
-#include <climits>
-#include <poll.h>
 #include <sys/socket.h>
 
 namespace {
@@ -61,20 +59,7 @@ public:
         const int fd = pending_ == connecting ? server_.descriptor()
                        : pending_ == reading  ? sender_.get()
                                               : -1;
-        const uint64_t deadline = pl_tick_ms() + milliseconds;
-        for (;;) {
-            const uint64_t now = pl_tick_ms(), left = deadline > now ? deadline - now : 0;
-            pollfd entry = {fd, POLLIN, 0};
-            const int ready = poll(&entry, 1, static_cast<int>(std::min<uint64_t>(left, INT_MAX)));
-            if (ready > 0)
-                return PlWait::ended;
-            if (ready == 0)
-                return PlWait::timed_out;
-            if (errno != EINTR) {
-                pl_fail(errno);
-                return PlWait::failed;
-            }
-        }
+        return wait_readable(fd, milliseconds);
     }
 
     void signal() { signalled_ = true; }

@@ -12,15 +12,6 @@
 
 namespace {
 
-// Above the numbers of the standard streams: one end would otherwise be overwritten by the other in the child.
-Descriptor above_standard(int fd)
-{
-    if (fd < 0 || fd > 2)
-        return Descriptor(fd);
-    const Descriptor low(fd);
-    return Descriptor(fcntl(fd, F_DUPFD_CLOEXEC, 3));
-}
-
 bool open_pipe(Descriptor (*ends)[2])
 {
     int fds[2];
@@ -29,7 +20,7 @@ bool open_pipe(Descriptor (*ends)[2])
     if (pipe2(fds, O_CLOEXEC) != 0)
         return pl_fail(errno);
     for (int i = 0; i < 2; ++i)
-        (*ends)[i] = above_standard(fds[i]);
+        (*ends)[i] = Descriptor(fds[i]);
     return ((*ends)[0] && (*ends)[1]) || pl_fail(errno);
 }
 
@@ -59,14 +50,14 @@ bool place_streams(const PlChildStreams &wanted, const ChildEnds<Descriptor> &en
     places->streams[1] = ends.output.child.get();
     places->streams[2] = ends.errors.child.get();
     if (wanted.null_input) {
-        *null = above_standard(open("/dev/null", O_RDONLY | O_CLOEXEC));
+        *null = Descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC));
         if (!*null)
             return pl_fail(errno);
         places->streams[0] = null->get();
     }
     if (wanted.join_error) {
         if (!ends.output.child)
-            *own_output = Descriptor(fcntl(1, F_DUPFD_CLOEXEC, 3));
+            *own_output = Descriptor(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
         places->streams[2] = ends.output.child ? ends.output.child.get() : own_output->get();
     }
     return true;

@@ -1,5 +1,6 @@
 #include <platform/process.h>
 
+#include <platform/posix/descriptor.h>
 #include <platform/posix/environment.h>
 #include <platform/posix/errors.h>
 
@@ -9,11 +10,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <mutex>
 #include <pthread.h>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -57,11 +56,8 @@ void pl_parent_process_name(char *out, size_t size)
     char text[64];
     std::snprintf(text, sizeof text, "/proc/%ld/comm", static_cast<long>(getppid()));
     ssize_t got = -1;
-    const int fd = open(text, O_RDONLY | O_CLOEXEC);
-    if (fd >= 0) {
-        got = read(fd, text, sizeof text - 1);
-        close(fd);
-    }
+    if (const Descriptor file(open(text, O_RDONLY | O_CLOEXEC)); file)
+        got = read(file.get(), text, sizeof text - 1);
     text[got > 0 ? got : 0] = '\0';
     text[std::strcspn(text, "\n")] = '\0';
     std::snprintf(out, size, "%s", *text ? text : "unknown");

@@ -115,10 +115,19 @@ size_t copy_out(const char *text, char *out, size_t size)
 
 } // namespace
 
+int32_t pl_system_error()
+{
+    return errno;
+}
+
+void pl_set_system_error(int32_t number)
+{
+    errno = number;
+}
+
 void pl_fail_as(PlKind kind)
 {
-    errno = number_of(kind);
-    pl_fail(kind, errno);
+    pl_fail(kind, number_of(kind));
 }
 
 size_t pl_error_text(int32_t number, char *out, size_t size)

@@ -1,14 +1,11 @@
 #include <platform/event.h>
 
-#include <platform/clock.h>
 #include <platform/fault.h>
 #include <platform/posix/child_process.h>
 #include <platform/posix/errors.h>
 #include <platform/posix/event_object.h>
+#include <platform/posix/waiting.h>
 
-#include <algorithm>
-#include <climits>
-#include <poll.h>
 #include <sys/eventfd.h>
 
 TB_HANDLE pl_event_create()
@@ -35,7 +32,7 @@ bool pl_event_wait(TB_HANDLE event, uint32_t milliseconds)
     if (!object)
         return false;
     pollfd entry = {object->fd(), POLLIN, 0};
-    return poll(&entry, 1, static_cast<int>(std::min<uint32_t>(milliseconds, INT_MAX))) > 0;
+    return poll_until(&entry, 1, milliseconds) > 0;
 }
 
 PlEither pl_wait_either(TB_HANDLE process, TB_HANDLE event, uint32_t milliseconds)
@@ -44,23 +41,15 @@ PlEither pl_wait_either(TB_HANDLE process, TB_HANDLE event, uint32_t millisecond
     const auto flag = handle_get<EventObject>(event);
     if (!child || !flag || pl_fault())
         return PlEither::failed;
-    const uint64_t deadline = pl_tick_ms() + milliseconds;
     const Descriptor ended = child->end_descriptor();
     if (!ended)
         return child->wait(0) == PlWait::ended ? PlEither::first : PlEither::failed;
-    for (;;) {
-        const uint64_t now = pl_tick_ms(), left = deadline > now ? deadline - now : 0;
-        pollfd entries[2] = {{ended.get(), POLLIN, 0}, {flag->fd(), POLLIN, 0}};
-        const int timeout =
-            milliseconds == kPlForever ? -1 : static_cast<int>(std::min<uint64_t>(left, INT_MAX));
-        const int ready = poll(entries, 2, timeout);
-        if (ready > 0)
-            return entries[0].revents != 0 ? PlEither::first : PlEither::second;
-        if (ready == 0 && timeout >= 0 && left <= INT_MAX)
-            return PlEither::timed_out;
-        if (ready < 0 && errno != EINTR) {
-            pl_fail(errno);
-            return PlEither::failed;
-        }
-    }
+    pollfd entries[2] = {{ended.get(), POLLIN, 0}, {flag->fd(), POLLIN, 0}};
+    const int ready = poll_until(entries, 2, milliseconds);
+    if (ready > 0)
+        return entries[0].revents != 0 ? PlEither::first : PlEither::second;
+    if (ready == 0)
+        return PlEither::timed_out;
+    pl_fail(errno);
+    return PlEither::failed;
 }

@@ -1,14 +1,13 @@
 #include <platform/files.h>
 
 #include <platform/fault.h>
+#include <platform/posix/descriptor.h>
 #include <platform/posix/errors.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -35,11 +34,15 @@ private:
 
 int open_file(const char *path, int flags)
 {
-    int fd;
-    do {
-        fd = open(path, flags | O_CLOEXEC, 0666);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
+    return above_standard(again_after_signal([&] { return open(path, flags | O_CLOEXEC, 0666); }));
+}
+
+// What fopen's modes ask of the system.
+int flags_of(const char *mode)
+{
+    const int access = std::strchr(mode, '+') ? O_RDWR : *mode == 'r' ? O_RDONLY : O_WRONLY;
+    const int creation = *mode == 'r' ? 0 : *mode == 'w' ? O_CREAT | O_TRUNC : O_CREAT | O_APPEND;
+    return access | creation;
 }
 
 bool write_all(int fd, const char *text, size_t length)
@@ -96,11 +99,16 @@ FILE *pl_fopen(const char *path, const char *mode)
 {
     if (pl_fault())
         return nullptr;
-    char with_cloexec[8];
-    std::snprintf(with_cloexec, sizeof with_cloexec, "%.5se", mode);
-    FILE *const stream = fopen(NativePath(path), with_cloexec);
-    if (!stream)
+    const int fd = open_file(NativePath(path), flags_of(mode));
+    if (fd < 0) {
         pl_fail_path(errno, path ? path : "");
+        return nullptr;
+    }
+    FILE *const stream = fdopen(fd, mode);
+    if (!stream) {
+        pl_fail(errno);
+        close(fd);
+    }
     return stream;
 }
 
@@ -180,6 +188,8 @@ bool pl_file_stamp(const char *path, PlFileStamp *stamp)
     struct stat info;
     if (stat(NativePath(path), &info) != 0)
         return pl_fail_path(errno, path ? path : "");
+    if (S_ISDIR(info.st_mode))
+        return pl_fail(EISDIR);
     *stamp = stamp_of(info);
     return true;
 }
@@ -259,4 +269,9 @@ char pl_path_separator()
 bool pl_is_terminal(FILE *stream)
 {
     return isatty(fileno(stream)) != 0;
+}
+
+bool pl_seek(FILE *stream, uint64_t offset)
+{
+    return fseeko(stream, static_cast<off_t>(offset), SEEK_SET) == 0;
 }

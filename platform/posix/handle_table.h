@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <memory>
 
-enum class HandleKind : uint8_t { lock_file, mutex, process, thread, event, pipe, channel, socket };
+enum class HandleKind : uint8_t { lock_file, mutex, process, thread, event, pipe, channel };
 
 // Something that a handle stands for; its destructor gives back what it holds.
 class HandleObject {

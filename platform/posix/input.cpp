@@ -2,8 +2,7 @@
 
 #include <platform/posix/descriptor.h>
 #include <platform/posix/event_object.h>
-
-#include <poll.h>
+#include <platform/posix/waiting.h>
 
 PlInput pl_input_read(TB_HANDLE stop, void *buffer, size_t size, size_t *got)
 {
@@ -12,7 +11,7 @@ PlInput pl_input_read(TB_HANDLE stop, void *buffer, size_t size, size_t *got)
     if (!event)
         return PlInput::stopped;
     pollfd entries[2] = {{STDIN_FILENO, POLLIN, 0}, {event->fd(), POLLIN, 0}};
-    if (again_after_signal([&] { return poll(entries, 2, -1); }) < 0)
+    if (poll_until(entries, 2, kPlForever) < 0)
         return PlInput::end;
     if (entries[1].revents != 0)
         return PlInput::stopped;

@@ -18,25 +18,29 @@ struct Address {
     sockaddr_un text = {};
     socklen_t length = 0;
 
-    Address(const char *name, const char *suffix)
+    explicit Address(std::string name)
     {
-        std::string whole = "tamba-pipe/";
+        constexpr size_t kRoom = sizeof text.sun_path - 1, kDigits = 20;
         uint64_t hash = 14695981039346656037u;
-        for (const char *at = name; *at; ++at) {
-            const char c = *at >= 'A' && *at <= 'Z' ? static_cast<char>(*at + 32) : *at;
+        for (const char c : name)
             hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
-            whole += c;
-        }
-        constexpr size_t kRoom = sizeof text.sun_path - 32;
-        if (whole.size() > kRoom)
-            whole = whole.substr(0, kRoom - 20) + std::to_string(hash);
-        whole += suffix;
+        if (name.size() > kRoom)
+            name = name.substr(0, kRoom - kDigits) + std::to_string(hash);
         text.sun_family = AF_UNIX;
-        std::memcpy(text.sun_path + 1, whole.data(), whole.size()); // behind a zero: no file
-        length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + whole.size());
+        std::memcpy(text.sun_path + 1, name.data(), name.size()); // behind a zero: no file
+        length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
     }
     const sockaddr *get() const { return reinterpret_cast<const sockaddr *>(&text); }
 };
+
+// Pipes are found without regard to letter case.
+std::string pipe_name(const char *name, const char *suffix)
+{
+    std::string whole = "tamba-pipe/";
+    for (; *name; ++name)
+        whole += *name >= 'A' && *name <= 'Z' ? static_cast<char>(*name + 32) : *name;
+    return whole + suffix;
+}
 
 const char *direction_suffix(int mode)
 {
@@ -49,35 +53,41 @@ Descriptor open_socket(int type)
     return Descriptor(socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
-bool connected(const Descriptor &fd, const Address &address)
+bool connected(const Descriptor &fd, const std::string &name)
 {
+    const Address address(name);
     return again_after_signal([&] { return connect(fd.get(), address.get(), address.length); }) == 0;
 }
 
-bool bound(const Descriptor &fd, const Address &address)
+bool bound(const Descriptor &fd, const std::string &name)
 {
-    return bind(fd.get(), address.get(), address.length) == 0;
+    const Address address(name);
+    return fd && bind(fd.get(), address.get(), address.length) == 0;
 }
 
 // Whether the creator has this name, too.
 bool has_name(const char *name, const char *suffix)
 {
     const Descriptor probe = open_socket(SOCK_DGRAM);
-    return probe && connected(probe, Address(name, suffix));
+    return probe && connected(probe, pipe_name(name, suffix));
 }
 
 } // namespace
 
+Descriptor take_name(const std::string &name)
+{
+    Descriptor fd = open_socket(SOCK_DGRAM);
+    return bound(fd, name) ? std::move(fd) : Descriptor();
+}
+
 bool PipeServer::create(const char *name, int type, int mode)
 {
-    owner_ = open_socket(SOCK_DGRAM);
-    marker_ = open_socket(SOCK_DGRAM);
-    listener_ = open_socket(type);
-    if (!owner_ || !marker_ || !listener_)
-        return pl_fail(errno);
-    if (!bound(owner_, Address(name, "/owner")))
+    owner_ = take_name(pipe_name(name, "/owner"));
+    if (!owner_)
         return errno == EADDRINUSE ? pl_fail(PL_PIPE_BUSY, EBUSY) : pl_fail(errno);
-    if (!bound(marker_, Address(name, direction_suffix(mode))) || !bound(listener_, Address(name, "")) ||
+    marker_ = take_name(pipe_name(name, direction_suffix(mode)));
+    listener_ = open_socket(type);
+    if (!marker_ || !bound(listener_, pipe_name(name, "")) ||
         listen(listener_.get(), 0) != 0) // the queue has one place
         return pl_fail(errno);
     name_ = name;
@@ -111,7 +121,7 @@ bool PipeServer::close_queue()
 void PipeServer::occupy()
 {
     Descriptor filler = open_socket(type_);
-    if (filler && connected(filler, Address(name_.c_str(), "")))
+    if (filler && connected(filler, pipe_name(name_.c_str(), "")))
         filler_ = std::move(filler);
 }
 
@@ -135,7 +145,7 @@ Descriptor connect_client(const char *name, int type, int mode)
     const int stream = SOCK_STREAM, packets = SOCK_SEQPACKET;
     for (const int kind : {type, type == stream ? packets : stream}) {
         Descriptor fd = open_socket(kind);
-        if (fd && connected(fd, Address(name, ""))) {
+        if (fd && connected(fd, pipe_name(name, ""))) {
             const int flags = fcntl(fd.get(), F_GETFL);
             fcntl(fd.get(), F_SETFL, flags & ~O_NONBLOCK);
             return fd;

@@ -1,10 +1,13 @@
-// Sockets of this machine that are found by a name and gone with their last descriptor: what named pipes and message
-// channels are made of.
+// Sockets of this machine that are found by a name and gone with their last descriptor: what named pipes, message
+// channels and single-instance locks are made of.  No file stands for a name.
 #pragma once
 
 #include <platform/posix/descriptor.h>
 
 #include <string>
+
+// Takes a name that is free again when the descriptor is closed; empty and EADDRINUSE when somebody has it.
+Descriptor take_name(const std::string &name);
 
 // The creator's end: at most one client at a time, as pipes with one instance have it.  The name stays taken while
 // the object lives.

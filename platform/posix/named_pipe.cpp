@@ -4,9 +4,9 @@
 #include <platform/posix/errors.h>
 #include <platform/posix/local_socket.h>
 #include <platform/posix/stream.h>
+#include <platform/posix/waiting.h>
 
 #include <mutex>
-#include <poll.h>
 #include <sys/socket.h>
 
 namespace {
@@ -21,10 +21,9 @@ public:
     bool wait_for_client()
     {
         while (!is_ready()) {
-            if (pl_last_error().kind != PL_PIPE_LISTENING)
+            if (pl_last_error().kind != PL_PIPE_LISTENING ||
+                wait_readable(server_.descriptor(), kPlForever) == PlWait::failed)
                 return false;
-            pollfd entry = {server_.descriptor(), POLLIN, 0};
-            again_after_signal([&] { return poll(&entry, 1, -1); });
         }
         return true;
     }

@@ -1,20 +1,16 @@
 #include <platform/process.h>
 
 #include <platform/child_pipe.h>
-#include <platform/clock.h>
 #include <platform/fault.h>
 #include <platform/posix/child_process.h>
 #include <platform/posix/command_line.h>
 #include <platform/posix/descriptor.h>
 #include <platform/posix/environment.h>
 #include <platform/posix/errors.h>
+#include <platform/posix/waiting.h>
 
-#include <algorithm>
-#include <climits>
 #include <csignal>
 #include <mutex>
-#include <poll.h>
-#include <pthread.h>
 #include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -23,21 +19,20 @@ extern char **environ;
 
 namespace {
 
-constexpr size_t kReaperStack = size_t{256} << 10;
-
-// Programs are started with no signal blocked and SIGPIPE at its default, whatever the starting thread does
-// for itself.
+// Programs are started with no signal blocked and SIGPIPE and SIGCHLD at their defaults, whatever the starter does for
+// itself: one that ignores SIGCHLD would hand that on, and its programs could not read any exit code.
 class SpawnAttributes {
 public:
     explicit SpawnAttributes(bool new_session)
     {
-        sigset_t none, broken_pipe;
+        sigset_t none, defaults;
         sigemptyset(&none);
-        sigemptyset(&broken_pipe);
-        sigaddset(&broken_pipe, SIGPIPE);
+        sigemptyset(&defaults);
+        sigaddset(&defaults, SIGPIPE);
+        sigaddset(&defaults, SIGCHLD);
         posix_spawnattr_init(&attributes_);
         posix_spawnattr_setsigmask(&attributes_, &none);
-        posix_spawnattr_setsigdefault(&attributes_, &broken_pipe);
+        posix_spawnattr_setsigdefault(&attributes_, &defaults);
         const int session = new_session ? POSIX_SPAWN_SETSID : 0;
         posix_spawnattr_setflags(
             &attributes_, static_cast<short>(POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | session));
@@ -81,31 +76,10 @@ int32_t code_of(const siginfo_t &info)
     return info.si_code == CLD_EXITED ? info.si_status : 128 + info.si_status;
 }
 
+// Readable when the process has ended.
 Descriptor open_pidfd(pid_t pid)
 {
     return Descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
-}
-
-// A pidfd becomes readable when its process ends.
-PlWait wait_readable(const Descriptor &fd, uint32_t milliseconds)
-{
-    const uint64_t deadline = pl_tick_ms() + milliseconds;
-    for (;;) {
-        const uint64_t now = pl_tick_ms();
-        const uint64_t left = deadline > now ? deadline - now : 0;
-        pollfd entry = {fd.get(), POLLIN, 0};
-        const int timeout =
-            milliseconds == kPlForever ? -1 : static_cast<int>(std::min<uint64_t>(left, INT_MAX));
-        const int ready = poll(&entry, 1, timeout);
-        if (ready > 0)
-            return PlWait::ended;
-        if (ready == 0 && timeout >= 0 && static_cast<uint64_t>(timeout) == left)
-            return PlWait::timed_out;
-        if (ready < 0 && errno != EINTR) {
-            pl_fail(errno);
-            return PlWait::failed;
-        }
-    }
 }
 
 void *reap_later(void *pid)
@@ -121,7 +95,7 @@ class OpenedProcess final : public ProcessObject {
 public:
     explicit OpenedProcess(Descriptor fd) : fd_(std::move(fd)) {}
 
-    PlWait wait(uint32_t milliseconds) override { return wait_readable(fd_, milliseconds); }
+    PlWait wait(uint32_t milliseconds) override { return wait_readable(fd_.get(), milliseconds); }
 
     // Only a child that nobody has reaped tells its code.
     bool exit_code(int32_t *code) override
@@ -129,8 +103,10 @@ public:
         siginfo_t info = {};
         if (waitid(P_PIDFD, static_cast<id_t>(fd_.get()), &info, WEXITED | WNOHANG | WNOWAIT) != 0)
             return pl_fail(errno);
+        if (info.si_pid == 0)
+            return pl_fail(EBUSY);
         *code = code_of(info);
-        return info.si_pid != 0 || pl_fail(EBUSY);
+        return true;
     }
 
     Descriptor end_descriptor() const override { return Descriptor(fcntl(fd_.get(), F_DUPFD_CLOEXEC, 0)); }
@@ -179,17 +155,8 @@ ChildProcess::~ChildProcess()
     if (reap())
         return;
     // Nobody will ask for this child again, but it must not stay as a zombie when it ends.
-    sigset_t all, before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    pthread_attr_setstacksize(&attributes, kReaperStack);
     pthread_t reaper;
-    pthread_create(&reaper, &attributes, reap_later, reinterpret_cast<void *>(static_cast<intptr_t>(pid_)));
-    pthread_attr_destroy(&attributes);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    start_detached(reap_later, reinterpret_cast<void *>(static_cast<intptr_t>(pid_)), &reaper);
 }
 
 // True when the child has ended.
@@ -216,7 +183,10 @@ PlWait ChildProcess::wait(uint32_t milliseconds)
         return PlWait::timed_out;
     if (milliseconds == kPlForever) {
         siginfo_t info;
-        again_after_signal([&] { return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT); });
+        again_after_signal([&] {
+            const CancelPoint here;
+            return waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOWAIT);
+        });
         reap();
         return PlWait::ended;
     }
@@ -228,7 +198,7 @@ PlWait ChildProcess::wait(uint32_t milliseconds)
         pl_fail(error);
         return PlWait::failed;
     }
-    const PlWait result = wait_readable(fd, milliseconds);
+    const PlWait result = wait_readable(fd.get(), milliseconds);
     if (result == PlWait::ended)
         reap();
     return result;
@@ -256,8 +226,10 @@ bool ChildProcess::exit_code(int32_t *code)
 {
     if (!reap())
         return pl_fail(EBUSY);
+    if (!code_known_)
+        return pl_fail(ECHILD);
     *code = code_;
-    return code_known_ || pl_fail(ECHILD);
+    return true;
 }
 
 bool pl_process_start(const char *command_line, TB_HANDLE *process, uint32_t *pid)

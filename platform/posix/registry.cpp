@@ -20,11 +20,11 @@
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
 
 constexpr char kSpellingFile[] = "/.name";
+constexpr int kWriteTries = 20;
 
 std::string root()
 {
@@ -113,12 +113,13 @@ bool make_key(const char *key)
 bool write_value(const char *key, const char *value, bool number, const char *text)
 {
     const std::string path = value_path(key, value, number);
-    bool written = pl_replace_file(path.c_str(), text, std::strlen(text));
-    // The key is missing before the first write below it, and when somebody has just deleted it.
-    if (!written && (pl_last_error().kind == PL_PATH_NOT_FOUND || pl_last_error().kind == PL_FILE_NOT_FOUND))
-        written = make_key(key) && pl_replace_file(path.c_str(), text, std::strlen(text));
-    if (!written)
-        return false;
+    for (int tries = 1; !pl_replace_file(path.c_str(), text, std::strlen(text)); ++tries) {
+        // The key is missing before the first write below it, and each time somebody has just deleted it.
+        const int32_t kind = pl_last_error().kind;
+        const bool missing = kind == PL_PATH_NOT_FOUND || kind == PL_FILE_NOT_FOUND;
+        if (!missing || tries == kWriteTries || !make_key(key))
+            return false;
+    }
     unlink(value_path(key, value, !number).c_str()); // the value has changed its type
     return true;
 }
@@ -131,20 +132,18 @@ bool is_directory(const std::string &path, const dirent &entry)
     return stat((path + '/' + entry.d_name).c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-// Folded names of the subkeys, sorted.
-std::vector<std::string> subkeys(const std::string &path)
+// Folded names of the subkeys.
+bool list_subkeys(const std::string &path, std::vector<std::string> *names)
 {
-    std::vector<std::string> names;
     DIR *const directory = opendir(path.c_str());
     if (!directory)
-        return names;
+        return pl_fail_path(errno, path.c_str());
     while (const dirent *entry = readdir(directory)) {
         if (entry->d_name[0] != '.' && entry->d_name[0] != '@' && is_directory(path, *entry))
-            names.emplace_back(entry->d_name);
+            names->emplace_back(entry->d_name);
     }
     closedir(directory);
-    std::sort(names.begin(), names.end());
-    return names;
+    return true;
 }
 
 } // namespace
@@ -156,13 +155,8 @@ bool pl_reg_read(const char *key, const char *value, char *out, size_t size)
     const auto text = pl_snapshot(value_path(key, value, false).c_str());
     if (!text)
         return false;
-    const size_t length = strnlen(text->data(), text->size());
-    const size_t taken = size > 0 ? std::min(length, size - 1) : 0;
-    if (size > 0) {
-        std::memcpy(out, text->data(), taken);
-        out[taken] = '\0';
-    }
-    return taken == length || pl_fail(PL_MORE_DATA, EOVERFLOW);
+    const auto length = static_cast<size_t>(std::snprintf(out, size, "%s", text->c_str()));
+    return length < size || pl_fail(PL_MORE_DATA, EOVERFLOW);
 }
 
 bool pl_reg_write(const char *key, const char *value, const char *text)
@@ -191,7 +185,8 @@ bool pl_reg_delete_key(const char *key)
     if (pl_fault())
         return false;
     const std::string path = key_path(key);
-    if (!subkeys(path).empty())
+    std::vector<std::string> subkeys;
+    if (list_subkeys(path, &subkeys) && !subkeys.empty())
         return pl_fail(PL_ACCESS_DENIED, ENOTEMPTY);
     if (DIR *const directory = opendir(path.c_str())) {
         while (const dirent *entry = readdir(directory))
@@ -202,17 +197,15 @@ bool pl_reg_delete_key(const char *key)
     return rmdir(path.c_str()) == 0 || pl_fail_path(errno, path.c_str());
 }
 
-bool pl_reg_enum(const char *key, uint32_t index, char *name, size_t size)
+bool pl_reg_subkeys(const char *key, std::vector<std::string> *names)
 {
-    if (pl_fault())
-        return false;
+    names->clear();
     const std::string path = key_path(key);
-    const std::vector<std::string> names = subkeys(path);
-    if (index >= names.size())
-        return pl_fail(PL_FILE_NOT_FOUND, ENOENT);
+    if (pl_fault() || !list_subkeys(path, names))
+        return false;
     std::string spelling;
-    if (!pl_read_file((path + '/' + names[index] + kSpellingFile).c_str(), &spelling, 1024))
-        spelling = names[index];
-    std::snprintf(name, size, "%s", spelling.c_str());
+    for (std::string &name : *names)
+        if (pl_read_file((path + '/' + name + kSpellingFile).c_str(), &spelling, 1024))
+            name = spelling;
     return true;
 }

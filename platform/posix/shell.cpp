@@ -11,12 +11,18 @@
 
 namespace {
 
-// One word for sh, whatever stands in it.
+// One word for sh, whatever stands in it.  Redirections are looked for outside double quotes only.
 std::string quoted(const char *path)
 {
     std::string word = "'";
-    for (const char c : native_path(path))
-        word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    for (const char c : native_path(path)) {
+        if (c == '\'')
+            word += "'\\''";
+        else if (c == '<' || c == '>')
+            word.append("'\"").append(1, c).append("\"'");
+        else
+            word += c;
+    }
     return word + "'";
 }
 

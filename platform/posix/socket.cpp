@@ -1,9 +1,9 @@
 #include <platform/socket.h>
 
-#include <platform/clock.h>
 #include <platform/fault.h>
 #include <platform/posix/descriptor.h>
 #include <platform/posix/errors.h>
+#include <platform/posix/waiting.h>
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -12,7 +12,6 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/socket.h>
 
 namespace {
@@ -44,20 +43,6 @@ bool set_option(PlSocket socket, int level, int option, const void *value, size_
 {
     return setsockopt(number(socket), level, option, value, static_cast<socklen_t>(size)) == 0 ||
            pl_fail(errno);
-}
-
-// A signal does not make the wait longer.
-int poll_until(pollfd *entries, size_t count, uint32_t milliseconds)
-{
-    const uint64_t deadline = pl_tick_ms() + milliseconds;
-    for (;;) {
-        const uint64_t now = pl_tick_ms(), left = deadline > now ? deadline - now : 0;
-        const int timeout =
-            milliseconds == kPlNoLimit ? -1 : static_cast<int>(std::min<uint64_t>(left, INT32_MAX));
-        const int ready = poll(entries, count, timeout);
-        if (ready >= 0 || errno != EINTR)
-            return ready;
-    }
 }
 
 bool resolve_failed(int code)
@@ -92,7 +77,7 @@ bool pl_net_resolve(const char *host, char *official, size_t size, uint32_t *add
 
 PlSocket pl_socket_open()
 {
-    const int fd = pl_fault() ? -1 : socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int fd = pl_fault() ? -1 : above_standard(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (fd < 0)
         pl_fail(errno);
     return fd < 0 ? kPlNoSocket : fd;
@@ -108,7 +93,8 @@ bool pl_socket_set_options(PlSocket socket)
     const int on = 1;
     const linger wait = {1, kLingerSeconds};
     return !pl_fault() && set_option(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on) &&
-           set_option(socket, SOL_SOCKET, SO_LINGER, &wait, sizeof wait);
+           set_option(socket, SOL_SOCKET, SO_LINGER, &wait, sizeof wait) &&
+           set_option(socket, SOL_SOCKET, SO_OOBINLINE, &on, sizeof on);
 }
 
 bool pl_socket_set_nonblocking(PlSocket socket, bool on)
@@ -179,8 +165,8 @@ PlSocket pl_socket_accept(PlSocket listener)
 {
     if (pl_fault())
         return kPlNoSocket;
-    const int fd =
-        again_after_signal([&] { return accept4(number(listener), nullptr, nullptr, SOCK_CLOEXEC); });
+    const int fd = above_standard(
+        again_after_signal([&] { return accept4(number(listener), nullptr, nullptr, SOCK_CLOEXEC); }));
     if (fd < 0)
         pl_fail(errno);
     return fd < 0 ? kPlNoSocket : fd;
@@ -193,9 +179,8 @@ int32_t pl_socket_wait(PlSocketWait *sockets, size_t count, uint32_t millisecond
     for (size_t i = 0; i < count; ++i) {
         const uint32_t wanted = sockets[i].wanted;
         entries[i].fd = sockets[i].socket == kPlNoSocket ? -1 : number(sockets[i].socket);
-        entries[i].events = static_cast<short>((wanted & kPlReadable ? POLLIN : 0) |
-                                               (wanted & (kPlWritable | kPlConnected) ? POLLOUT : 0) |
-                                               (wanted & kPlUrgent ? POLLPRI : 0));
+        entries[i].events = static_cast<short>((wanted & (kPlReadable | kPlUrgent) ? POLLIN : 0) |
+                                               (wanted & (kPlWritable | kPlConnected) ? POLLOUT : 0));
     }
     const int ready = poll_until(entries, count, milliseconds);
     if (ready < 0)
@@ -203,9 +188,8 @@ int32_t pl_socket_wait(PlSocketWait *sockets, size_t count, uint32_t millisecond
     for (size_t i = 0; i < count; ++i) {
         const int events = entries[i].revents;
         const bool over = (events & (POLLHUP | POLLERR | POLLNVAL)) != 0;
-        const uint32_t all = ((events & POLLIN) != 0 || over ? kPlReadable : 0u) |
-                             ((events & POLLOUT) != 0 || over ? kPlWritable | kPlConnected : 0u) |
-                             ((events & POLLPRI) != 0 ? kPlUrgent : 0u);
+        const uint32_t all = ((events & POLLIN) != 0 || over ? kPlReadable | kPlUrgent : 0u) |
+                             ((events & POLLOUT) != 0 || over ? kPlWritable | kPlConnected : 0u);
         sockets[i].ready = all & sockets[i].wanted;
     }
     return ready;
@@ -223,10 +207,13 @@ bool pl_socket_receive(PlSocket socket, void *buffer, size_t size, size_t *got)
     return true;
 }
 
-bool pl_socket_receive_urgent(PlSocket socket, uint8_t *byte)
+// No receive passes the mark, so that the byte behind it is alone when it is asked for.
+bool pl_socket_receive_marked(PlSocket socket, void *buffer, size_t size, size_t *got, bool *urgent)
 {
-    return again_after_signal([&] { return recv(number(socket), byte, 1, MSG_OOB | MSG_DONTWAIT); }) == 1 ||
-           pl_fail(errno);
+    const bool at_mark = sockatmark(number(socket)) == 1;
+    const bool received = pl_socket_receive(socket, buffer, at_mark ? 1 : size, got);
+    *urgent = at_mark && *got == 1;
+    return received;
 }
 
 bool pl_socket_send(PlSocket socket, const void *data, size_t size, size_t *sent)

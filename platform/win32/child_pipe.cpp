@@ -103,7 +103,7 @@ PlChildStart pl_child_start(const char *program, const char *command_line, const
     if (!start(program, command_line, info, &process))
         return PlChildStart::not_started;
     child->process = handle_add(OwnedHandle(process.hProcess), HandleKind::process);
-    child->thread = handle_add(OwnedHandle(process.hThread), HandleKind::thread);
+    child->thread = handle_add(OwnedHandle(process.hThread), HandleKind::child_thread);
     child->pid = process.dwProcessId;
     child->tid = process.dwThreadId;
     child->output = ends.output.release();
@@ -129,7 +129,7 @@ void pl_child_wait_exit(TB_HANDLE, TB_HANDLE, uint32_t) {}
 
 int32_t pl_child_resume(TB_HANDLE thread)
 {
-    const auto object = handle_find(thread, HandleKind::thread);
+    const auto object = handle_find(thread, HandleKind::child_thread);
     return object ? static_cast<int32_t>(ResumeThread(object->system.get())) : -1;
 }
 

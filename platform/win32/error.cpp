@@ -87,6 +87,16 @@ size_t copy_out(const char *text, size_t length, char *out, size_t size)
 
 } // namespace
 
+int32_t pl_system_error()
+{
+    return static_cast<int32_t>(GetLastError());
+}
+
+void pl_set_system_error(int32_t number)
+{
+    SetLastError(static_cast<DWORD>(number));
+}
+
 void pl_fail_as(PlKind kind)
 {
     // The kinds carry this platform's numbers.
@@ -117,8 +127,8 @@ bool pl_fail(uint32_t win32_number)
 
 bool pl_fail(PlKind kind, uint32_t win32_number)
 {
-    pl_set_error({kind, static_cast<int32_t>(win32_number)});
     errno = pl_c_error(win32_number); // what the C library would have said: some reports show its number
+    pl_set_error({kind, static_cast<int32_t>(win32_number)});
     return false;
 }
 

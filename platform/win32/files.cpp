@@ -19,9 +19,10 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 constexpr int kReplaceTries = 200;
 constexpr DWORD kReplacePauseMs = 5;
 
-OwnedHandle open_file(const char *path, DWORD access, DWORD creation, DWORD flags = FILE_ATTRIBUTE_NORMAL)
+OwnedHandle open_file(const char *path, DWORD access, DWORD creation)
 {
-    return OwnedHandle(CreateFileA(path ? path : "", access, kShareAll, nullptr, creation, flags, nullptr));
+    return OwnedHandle(
+        CreateFileA(path ? path : "", access, kShareAll, nullptr, creation, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 bool write_all(const OwnedHandle &file, const char *text, size_t length)
@@ -270,8 +271,7 @@ bool pl_file_stamp(const char *path, PlFileStamp *stamp)
 {
     if (pl_fault())
         return false;
-    // FILE_FLAG_BACKUP_SEMANTICS opens folders, too.
-    const OwnedHandle file = open_file(path, FILE_READ_ATTRIBUTES, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS);
+    const OwnedHandle file = open_file(path, FILE_READ_ATTRIBUTES, OPEN_EXISTING);
     return file ? stamp_of(file, stamp) : pl_fail_last();
 }
 
@@ -350,4 +350,9 @@ bool pl_is_terminal(FILE *stream)
     DWORD mode = 0;
     const intptr_t handle = _get_osfhandle(_fileno(stream));
     return GetConsoleMode(reinterpret_cast<HANDLE>(handle), &mode) != 0;
+}
+
+bool pl_seek(FILE *stream, uint64_t offset)
+{
+    return _fseeki64(stream, static_cast<int64_t>(offset), SEEK_SET) == 0;
 }

@@ -11,7 +11,7 @@
 #include <memory>
 #include <mutex>
 
-enum class HandleKind : uint8_t { lock_file, mutex, process, thread, event, pipe, channel, socket };
+enum class HandleKind : uint8_t { lock_file, mutex, process, thread, child_thread, event, pipe, channel };
 
 // Something that a handle stands for.
 struct HandleObject {

@@ -66,7 +66,8 @@ PlWait pl_wait(TB_HANDLE process_or_thread, uint32_t milliseconds)
     const auto object = handle_find(process_or_thread);
     if (!object || pl_fault())
         return PlWait::failed;
-    if (object->kind != HandleKind::process && object->kind != HandleKind::thread) {
+    if (object->kind != HandleKind::process && object->kind != HandleKind::thread &&
+        object->kind != HandleKind::child_thread) {
         pl_fail(ERROR_INVALID_HANDLE);
         return PlWait::failed;
     }

@@ -10,13 +10,13 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <string>
 #include <string_view>
 
 namespace {
 
 constexpr char kTestKit[] = "Software\\Korvel\\tamba test kit\\";
 constexpr size_t kKeyNameSize = 256;
+constexpr int kWriteTries = 100;
 
 struct Place {
     HKEY root;
@@ -107,6 +107,18 @@ bool query(const Key &key, const char *value, DWORD *type, std::string *data)
     }
 }
 
+// A key that somebody deletes between the two calls is made again.
+bool write_value(const char *key, const char *value, DWORD type, const void *data, size_t size)
+{
+    for (int tries = 1;; ++tries) {
+        Key open;
+        if (open.create(key) && open.set(value, type, data, size))
+            return true;
+        if (pl_last_error().number != ERROR_KEY_DELETED || tries == kWriteTries)
+            return false;
+    }
+}
+
 } // namespace
 
 bool pl_reg_read(const char *key, const char *value, char *out, size_t size)
@@ -120,25 +132,19 @@ bool pl_reg_read(const char *key, const char *value, char *out, size_t size)
         return false;
     if (type != REG_SZ && type != REG_EXPAND_SZ)
         return pl_fail(ERROR_FILE_NOT_FOUND);
-    const size_t length = strnlen(data.data(), data.size()); // the terminator is the writer's affair
-    const size_t taken = size > 0 ? std::min(length, size - 1) : 0;
-    if (size > 0) {
-        std::memcpy(out, data.data(), taken);
-        out[taken] = '\0';
-    }
-    return (taken == length && size > 0) || pl_fail(ERROR_MORE_DATA);
+    // Whether the text has a terminator is its writer's affair.
+    const auto length = static_cast<size_t>(std::snprintf(out, size, "%s", data.c_str()));
+    return length < size || pl_fail(ERROR_MORE_DATA);
 }
 
 bool pl_reg_write(const char *key, const char *value, const char *text)
 {
-    Key open;
-    return !pl_fault() && open.create(key) && open.set(value, REG_SZ, text, std::strlen(text) + 1);
+    return !pl_fault() && write_value(key, value, REG_SZ, text, std::strlen(text) + 1);
 }
 
 bool pl_reg_write_number(const char *key, const char *value, uint32_t number)
 {
-    Key open;
-    return !pl_fault() && open.create(key) && open.set(value, REG_DWORD, &number, sizeof number);
+    return !pl_fault() && write_value(key, value, REG_DWORD, &number, sizeof number);
 }
 
 bool pl_reg_read_number(const char *key, const char *value, uint32_t *number)
@@ -162,18 +168,19 @@ bool pl_reg_delete_key(const char *key)
     return Key::good(RegDeleteKeyExA(place.root, place.path.c_str(), KEY_WOW64_64KEY, 0));
 }
 
-bool pl_reg_enum(const char *key, uint32_t index, char *name, size_t size)
+bool pl_reg_subkeys(const char *key, std::vector<std::string> *names)
 {
+    names->clear();
     Key open;
     if (pl_fault() || !open.open(key))
         return false;
     char found[kKeyNameSize];
-    DWORD length = sizeof found;
-    const LSTATUS status =
-        RegEnumKeyExA(open.get(), index, found, &length, nullptr, nullptr, nullptr, nullptr);
-    if (status != ERROR_SUCCESS)
-        return status == ERROR_NO_MORE_ITEMS ? pl_fail(PL_FILE_NOT_FOUND, ERROR_NO_MORE_ITEMS)
-                                             : Key::good(status);
-    std::snprintf(name, size, "%s", found);
-    return true;
+    for (DWORD index = 0;; ++index) {
+        DWORD length = sizeof found;
+        const LSTATUS status =
+            RegEnumKeyExA(open.get(), index, found, &length, nullptr, nullptr, nullptr, nullptr);
+        if (status != ERROR_SUCCESS)
+            return status == ERROR_NO_MORE_ITEMS || Key::good(status);
+        names->emplace_back(found, length);
+    }
 }

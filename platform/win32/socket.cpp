@@ -96,8 +96,11 @@ PlSocket pl_socket_open()
     return own(WSASocketW(AF_INET, SOCK_STREAM, IPPROTO_TCP, nullptr, 0, WSA_FLAG_OVERLAPPED));
 }
 
+// A socket that returns at once would not be closed while something is still to be sent.
 bool pl_socket_close(PlSocket socket)
 {
+    u_long waits = 0;
+    ioctlsocket(number(socket), FIONBIO, &waits);
     return closesocket(number(socket)) == 0 || fail_socket();
 }
 
@@ -191,7 +194,7 @@ int32_t pl_socket_wait(PlSocketWait *sockets, size_t count, uint32_t millisecond
             continue;
         any = true;
         const SOCKET socket = number(sockets[i].socket);
-        if ((sockets[i].wanted & kPlReadable) != 0)
+        if ((sockets[i].wanted & (kPlReadable | kPlUrgent)) != 0)
             FD_SET(socket, &read);
         if ((sockets[i].wanted & (kPlWritable | kPlConnected)) != 0)
             FD_SET(socket, &write);
@@ -236,16 +239,23 @@ bool pl_socket_receive(PlSocket socket, void *buffer, size_t size, size_t *got)
     return true;
 }
 
-// A socket that waits would wait here, too: it does not for the moment.  A sender in another thread may be told
-// meanwhile to try again.
-bool pl_socket_receive_urgent(PlSocket socket, uint8_t *byte)
+// The urgent byte is a message of its own, ahead of the data in front of it.  In line it would be data that nothing tells
+// apart.  When the connection is over it cannot be asked for, but where the mark is reached it can be brought in line.
+bool pl_socket_receive_marked(PlSocket socket, void *buffer, size_t size, size_t *got, bool *urgent)
 {
-    u_long at_once = 1, waits = 0;
-    ioctlsocket(number(socket), FIONBIO, &at_once);
-    const int count = recv(number(socket), reinterpret_cast<char *>(byte), 1, MSG_OOB);
+    *urgent = recv(number(socket), static_cast<char *>(buffer), 1, MSG_OOB) == 1;
+    *got = *urgent ? 1 : 0;
+    if (*urgent)
+        return true;
     const int error = WSAGetLastError();
-    ioctlsocket(number(socket), FIONBIO, &waits);
-    return count == 1 || pl_fail(static_cast<uint32_t>(error));
+    u_long none_waits = 1;
+    const BOOL on = TRUE;
+    const bool at_mark = error != WSAEWOULDBLOCK && error != WSAEINVAL &&
+                         ioctlsocket(number(socket), SIOCATMARK, &none_waits) == 0 && none_waits == 0 &&
+                         set_option(socket, SOL_SOCKET, SO_OOBINLINE, &on, sizeof on);
+    const bool received = pl_socket_receive(socket, buffer, at_mark ? 1 : size, got);
+    *urgent = at_mark && *got == 1;
+    return received;
 }
 
 bool pl_socket_send(PlSocket socket, const void *data, size_t size, size_t *sent)

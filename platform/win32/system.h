@@ -21,10 +21,12 @@ public:
         std::swap(handle_, other.handle_);
         return *this;
     }
-    ~OwnedHandle()
+    ~OwnedHandle() // the reason of a failure stays the last error
     {
+        const DWORD error = GetLastError();
         if (handle_)
             CloseHandle(handle_);
+        SetLastError(error);
     }
 
     HANDLE get() const { return handle_; }
