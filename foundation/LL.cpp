@@ -1,6 +1,7 @@
 // Lists: nodes, elements, navigation.
 #include <tamba/lists.h>
 
+#include <foundation/alloc.h>
 #include <foundation/list_node.h>
 
 #include <cstdio>
@@ -50,7 +51,7 @@ void LinkBeforeNodeLL(LLHead *at, LLHead *node)
 
 LLHead *ConsLL(void)
 {
-    auto *const list = static_cast<LLHead *>(std::malloc(sizeof(LLHead)));
+    auto *const list = static_cast<LLHead *>(library_malloc(sizeof(LLHead)));
     if (!list)
         out_of_memory("CreatLL");
     return InitLL(list);
@@ -102,7 +103,7 @@ LLHead *ConsCopyLL(LLHead *list)
 
 void *InsLLf(LLHead *where, uint32_t size, const void *data, LLLink link)
 {
-    auto *const node = static_cast<LLHead *>(std::malloc(sizeof(LLHead) + size));
+    auto *const node = static_cast<LLHead *>(library_malloc(sizeof(LLHead) + size));
     if (!node)
         out_of_memory("InsLLf");
     if (size > 0 && data)
@@ -304,7 +305,7 @@ uint32_t IndexElmLL(const LLHead *list, const void *elm)
 
 void **LookInLL(LLHead *list)
 {
-    auto **const table = static_cast<void **>(std::malloc((size_t{SizeLL(list)} + 1) * sizeof(void *)));
+    auto **const table = static_cast<void **>(library_malloc((size_t{SizeLL(list)} + 1) * sizeof(void *)));
     if (!table)
         return nullptr;
     size_t count = 0;

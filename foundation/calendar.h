@@ -53,12 +53,17 @@ constexpr int64_t day_of_year(int64_t year, int64_t month, int64_t day)
     return before[static_cast<size_t>(month)] + (month > 1 && is_leap_year(year) ? 1 : 0) + day - 1;
 }
 
-// Days from 1970-01-01 to a day of a year from 0 on.
+constexpr int64_t floor_div(int64_t a, int64_t b)
+{
+    return a / b - (a % b < 0);
+}
+
+// Days from 1970-01-01 to a day of a year; years before 0 count on backwards.
 constexpr int64_t days_since_1970(int64_t year, int64_t yday)
 {
     constexpr int64_t days_from_year_0 = 719528;
-    const int64_t past = year - 1; // -1 for the year 0, which is a leap year itself
-    const int64_t leap_days = year == 0 ? 0 : past / 4 - past / 100 + past / 400 + 1;
+    const int64_t past = year - 1;
+    const int64_t leap_days = floor_div(past, 4) - floor_div(past, 100) + floor_div(past, 400) + 1;
     return year * 365 + leap_days + yday - days_from_year_0;
 }
 

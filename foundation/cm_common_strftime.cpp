@@ -202,7 +202,7 @@ FixedText<64> zone_name(int daylight_saving)
     std::tm time = {};
     time.tm_mday = 1;
     time.tm_isdst = daylight_saving;
-    if (daylight_saving < 0 || std::strftime(name.data(), name.size(), "%Z", &time) == 0)
+    if (daylight_saving < 0 || std::strftime(name.data(), name.capacity(), "%Z", &time) == 0)
         name.assign("");
     return name;
 }

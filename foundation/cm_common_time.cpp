@@ -93,7 +93,7 @@ FixedText<TAMBA_TIME_SIZE> display_stamp_now()
 {
     FixedText<TAMBA_TIME_SIZE> stamp;
     const std::tm now = local_time_now();
-    cm_strftime(stamp.data(), stamp.size(), kDisplayFormat, &now);
+    cm_strftime(stamp.data(), stamp.capacity(), kDisplayFormat, &now);
     return stamp;
 }
 
@@ -116,7 +116,7 @@ char *time_get(char *buffer)
     return buffer;
 }
 
-char *cm_convert_time(char *text, std::tm *tm)
+char *read_stamp(char *text, std::tm *tm, const char **format)
 {
     constexpr size_t separator = 10; // between date and time
     std::tm ignored = {};
@@ -129,10 +129,18 @@ char *cm_convert_time(char *text, std::tm *tm)
         text[separator] = ' ';
     // The record is not cleared between the attempts: of "2007-12-21 14:36" the second one leaves hour and
     // minute, and the third accepts the date.
-    for (const char *format : {kCompactFormat, kIsoFormat, kDateFormat})
-        if (char *const end = cm_strptime(text, format, &time))
+    for (const char *tried : {kCompactFormat, kIsoFormat, kDateFormat})
+        if (char *const end = cm_strptime(text, tried, &time)) {
+            if (format)
+                *format = tried;
             return end;
+        }
     return nullptr;
+}
+
+char *cm_convert_time(char *text, std::tm *tm)
+{
+    return read_stamp(text, tm, nullptr);
 }
 
 static char *convert_in_place(char *text, const char *format)

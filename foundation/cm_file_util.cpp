@@ -2,7 +2,9 @@
 #include <tamba/files.h>
 
 #include <foundation/line_search.h>
+#include <foundation/lines.h>
 #include <foundation/text.h>
+#include <foundation/trace_scope.h>
 #include <platform/files.h>
 #include <platform/process.h>
 #include <tamba/config.h>
@@ -10,40 +12,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <memory>
 
 namespace {
 
 constexpr size_t kLineLength = 511;
-constexpr size_t kBlock = size_t{256} << 10;
-
-struct CloseFile {
-    void operator()(FILE *stream) const { std::fclose(stream); }
-};
-using File = std::unique_ptr<FILE, CloseFile>;
-
-// The end of the line piece at begin: behind its line feed, or after 511 characters.  A CR in front of the line feed
-// is no character of the line.
-const char *piece_end(const char *begin, const char *end)
-{
-    const size_t length = std::min(static_cast<size_t>(end - begin), kLineLength + 1);
-    const auto *const feed = static_cast<const char *>(std::memchr(begin, '\n', length));
-    if (feed && (feed - begin < static_cast<ptrdiff_t>(kLineLength) || feed[-1] == '\r'))
-        return feed + 1;
-    return begin + std::min(length, kLineLength);
-}
-
-// The text of a piece as a reader of lines sees it: up to its zero, with a plain line feed.
-void piece_text(const char *begin, const char *end, FixedText<kLineLength + 1> *text)
-{
-    const std::string_view piece(begin, static_cast<size_t>(end - begin));
-    const size_t zero = piece.find('\0');
-    const bool cr_lf =
-        zero == std::string_view::npos && piece.size() >= 2 && piece.substr(piece.size() - 2) == "\r\n";
-    text->assign(piece.substr(0, cr_lf ? piece.size() - 2 : zero));
-    if (cr_lf)
-        text->append("\n");
-}
+constexpr size_t kBlock = size_t{32} << 10; // on the stack, so that no search fails for want of memory
 
 // Looks through a file for lines that match, block by block: only where the pattern may stand are lines made.
 class LineSearch {
@@ -56,36 +29,17 @@ public:
     // True when a line matched; line is then the first or the last one.
     bool run()
     {
-        const std::unique_ptr<char[]> block(new char[kBlock]);
-        size_t kept = 0;
-        for (bool more = true; more && (last_ || !found_);) {
-            const size_t got = std::fread(block.get() + kept, 1, kBlock - kept, stream_);
-            more = got == kBlock - kept;
-            const char *const end = block.get() + kept + got;
-            const char *const done = search(block.get(), more ? whole_pieces(block.get(), end) : end);
-            kept = static_cast<size_t>(end - done);
-            std::memmove(block.get(), done, kept);
-        }
-        return found_;
+        char buffer[kBlock];
+        LineBlocks blocks(stream_, buffer, sizeof buffer, kLineLength);
+        for (std::string_view block; (last_ || !found_) && blocks.next(&block);)
+            search(block.data(), block.data() + block.size());
+        return found_ && std::ferror(stream_) == 0; // what was not read may hold a later hit
     }
     std::string_view line() const { return line_.view(); }
 
 private:
-    // Behind the last line feed: a line that goes on is looked at when it is there.  A line that fills the block is cut
-    // where its pieces end.
-    static const char *whole_pieces(const char *begin, const char *end)
-    {
-        const char *at = end;
-        while (at > begin && at[-1] != '\n')
-            --at;
-        constexpr ptrdiff_t kLength = kLineLength;
-        return at > begin
-                   ? at
-                   : begin + (end - begin - 2) / kLength * kLength; // what follows decides on a CR, too
-    }
-
-    // Looks at all pieces of [begin, end), which begins with a piece; returns end.
-    const char *search(const char *begin, const char *end)
+    // Looks at all pieces of [begin, end), which begins with a piece.
+    void search(const char *begin, const char *end)
     {
         const char *next = begin; // where a piece begins
         LinePattern::Walk walk(pattern_, end);
@@ -95,9 +49,13 @@ private:
                 break;
             const char *const piece = piece_of(next, at, end);
             next = piece_end(piece, end);
-            take(piece, next);
+            take({piece, static_cast<size_t>(next - piece)});
         }
-        return end;
+    }
+
+    static const char *piece_end(const char *begin, const char *end)
+    {
+        return begin + line_length({begin, static_cast<size_t>(end - begin)}, kLineLength);
     }
 
     // The piece that holds the place at; one begins at next, in front of it.
@@ -111,10 +69,14 @@ private:
         return piece;
     }
 
-    void take(const char *begin, const char *end)
+    // The text of a line is what a reader of lines sees: with its line end, a single line feed.
+    void take(std::string_view piece)
     {
-        FixedText<kLineLength + 1> text;
-        piece_text(begin, end, &text);
+        LineReader reader(piece, kLineLength);
+        reader.next(&piece);
+        FixedText<kLineLength + 1> text(piece);
+        if (reader.ended())
+            text.append("\n");
         if (!pattern_.matches(text.view()))
             return;
         found_ = true;
@@ -136,7 +98,7 @@ int32_t search_file(const char *file, char *pattern, bool last)
     const bool replaces = !wanted.empty() && wanted.back() == '^';
     if (replaces)
         wanted.remove_suffix(1);
-    const File stream(pl_fopen(path.c_str(), "rb"));
+    const PlFile stream(pl_fopen(path.c_str(), "rb"));
     if (!stream)
         return 0;
     std::setvbuf(stream.get(), nullptr, _IONBF, 0); // the blocks are large enough
@@ -164,7 +126,7 @@ int32_t file_rev_search(const char *file, char *pattern)
 int32_t i_SEEK_STRING(FILE *stream, char *line, const char *first, const char *second, char mode)
 {
     const TextFinder one(text_or_empty(first)), other(text_or_empty(second));
-    while (std::fgets(line, static_cast<int>(kLineLength + 1), stream)) {
+    while (stream && line && read_line(stream, line, kLineLength + 1)) {
         const bool has_one = one.stands_in(line);
         if (mode == 'a' ? has_one && other.stands_in(line)
                         : has_one || (mode == 'o' && other.stands_in(line)))
@@ -175,7 +137,12 @@ int32_t i_SEEK_STRING(FILE *stream, char *line, const char *first, const char *s
 
 int32_t sort_file(const char *input, const char *output)
 {
-    return pl_shell(pl_sort_command(text_or_empty(input), text_or_empty(output)).c_str());
+    const std::string command = pl_sort_command(text_or_empty(input), text_or_empty(output));
+    if (!command.empty())
+        return pl_shell(command.c_str());
+    own_trace("sort_file: these names cannot stand in a command: %s %s", text_or_empty(input),
+              text_or_empty(output));
+    return -1;
 }
 
 int32_t cm_chmod(const char *, int32_t)

@@ -2,6 +2,7 @@
 #include <foundation/glbv.h>
 
 #include <foundation/ini.h>
+#include <foundation/lines.h>
 #include <foundation/version.h>
 #include <platform/files.h>
 #include <platform/registry.h>
@@ -20,15 +21,6 @@ constexpr size_t kFileReadLimit = 65536;
 // What "w" on a file returns; shared by the whole process, as callers know it.
 char g_written[kWrittenValueSize];
 
-using VariableKey = FixedText<kKeySize>;
-
-VariableKey variable_key(const char *name)
-{
-    VariableKey key;
-    key.format("SOFTWARE\\Korvel\\tamba\\GLBV\\%s", name);
-    return key;
-}
-
 char *unknown(char *value)
 {
     copy_text(value, TAMBA_GLBV_SIZE, kUnknown);
@@ -45,23 +37,18 @@ char *invalid_service(char function, char *value)
 void delete_matching(std::string_view pattern)
 {
     const size_t star = pattern.find('*');
-    const std::string head(pattern.substr(0, star)), tail(pattern.substr(star + 1));
-    char name[kKeySize];
-    uint32_t index = 0;
-    while (pl_reg_enum(kAllVariables, index, name, sizeof name)) {
-        const std::string_view found = name;
-        const bool matches =
-            found.find(head) != std::string_view::npos && found.find(tail) != std::string_view::npos;
-        // The next key moves to this index when the deletion succeeded; a key that cannot be deleted stays
-        // behind.
-        if (!matches || !pl_reg_delete_key(variable_key(name).c_str()))
-            ++index;
-    }
+    const std::string_view head = pattern.substr(0, star), tail = pattern.substr(star + 1);
+    std::vector<std::string> names;
+    pl_reg_subkeys(kAllVariables, &names);
+    for (const std::string &name : names)
+        if (name.find(head) != std::string::npos && name.find(tail) != std::string::npos)
+            pl_reg_delete_key((std::string(kAllVariables) + "\\" + name).c_str()); // or it stays behind
 }
 
 char *registry_variable(char function, const char *name, char *value)
 {
-    const VariableKey key = variable_key(name);
+    FixedText<kKeySize> key;
+    key.format("%s\\%s", kAllVariables, name);
     switch (function) {
     case 'r':
     case 'R':
@@ -86,58 +73,60 @@ char *registry_variable(char function, const char *name, char *value)
     }
 }
 
-// All lines without their line feeds; false for a file without a byte, or none.
-bool read_joined_lines(const char *path, char *value)
+// All lines without their line feeds.
+char *join_lines(std::string_view content, char *value)
 {
-    std::string content;
-    if (!pl_read_file(path, &content, kFileReadLimit) || content.empty())
-        return false;
     FixedText<kWrittenValueSize> joined;
     LineReader lines(content, kWrittenValueSize - 1);
     std::string_view line;
     while (lines.next(&line))
         joined.append(line);
     copy_text(value, kFileValueSize, joined.view());
-    return true;
+    return value;
 }
 
-char *write_file_variable(const char *path, bool known, const char *value)
+// The path of a file variable; "" when its directory is unknown or its name would lead out of it.
+std::string file_path(const char *name)
 {
-    copy_text(g_written, sizeof g_written, value);
-    FILE *const file = known ? pl_fopen(path, "w") : nullptr;
-    if (file)
-        std::fputs(g_written, file);
-    if (!file || pl_fclose(file) != 0)
-        copy_text(g_written, sizeof g_written, kUnknown);
-    return g_written;
+    GlobalValue directory;
+    if (std::strpbrk(name, "/\\") || std::strstr(name, "..") || !read_global("gv_rw_glbv", &directory))
+        return "";
+    const FixedText<TAMBA_GLBV_SIZE> bounded(name); // the ending is never cut: it keeps other files apart
+    return std::string(directory.view()).append(bounded.view()).append(".sgv");
 }
 
 char *file_variable(char function, const char *name, char *value)
 {
-    GlobalValue directory;
-    const bool known = read_global("gv_rw_glbv", &directory);
-    const FixedText<TAMBA_GLBV_SIZE> bounded(name); // the ending is never cut: it keeps other files apart
-    char path[2 * TAMBA_GLBV_SIZE + 8];
-    format_text(path, sizeof path, "%s%s.sgv", directory.c_str(), bounded.c_str());
+    const std::string path = file_path(name);
+    const bool known = !path.empty();
+    std::string content;
     switch (function) {
     case 'r':
     case 'R':
-        if (!known)
+        // What could not be read is not deleted either.
+        if (!known || !pl_read_file(path.c_str(), &content, kFileReadLimit))
             return unknown(value);
-        if (!read_joined_lines(path, value))
-            unknown(value);
         if (function == 'R')
-            pl_remove(path);
-        return value;
-    case 'w':
-        return write_file_variable(path, known, value);
+            pl_remove(path.c_str());
+        return content.empty() ? unknown(value) : join_lines(content, value);
+    case 'w': {
+        const FixedText<kWrittenValueSize> bounded{std::string_view(value)};
+        const bool written = known && pl_replace_file(path.c_str(), bounded.c_str(), bounded.length());
+        return written ? value : unknown(value);
+    }
     case 'd':
         if (known)
-            pl_remove(path);
+            pl_remove(path.c_str());
         return value;
     default:
         return invalid_service(function, value);
     }
+}
+
+// A pattern that begins with "*" means the registry variables; no file name can hold a "*" on Windows.
+bool in_registry(char function, const char *name)
+{
+    return std::strncmp(name, "gv_", 3) == 0 || (function == 'd' && name[0] == '*');
 }
 
 // Splits "name:rest" and puts the value of name, if there is one, in place of "name:".
@@ -166,43 +155,51 @@ char *buffer_or_own(char *value)
     return own;
 }
 
-char *glbv(const char *function, const char *name, char *value)
+char *serve_variable(char function, const char *name, char *value)
 {
-    value = buffer_or_own(value);
-    const char letter = text_or_empty(function)[0];
-    const char *const variable = text_or_empty(name);
-    if (letter == 'r' && std::strcmp(variable, "MyVersion") == 0) {
+    if (function == 'r' && std::strcmp(name, "MyVersion") == 0) {
         copy_text(value, kFileValueSize, kLibraryVersion);
         return value;
     }
-    // A pattern that begins with "*" means the registry variables; no file name can hold a "*" on Windows.
-    const bool in_registry = std::strncmp(variable, "gv_", 3) == 0 || (letter == 'd' && variable[0] == '*');
-    return in_registry ? registry_variable(letter, variable, value) : file_variable(letter, variable, value);
+    return in_registry(function, name) ? registry_variable(function, name, value)
+                                       : file_variable(function, name, value);
+}
+
+char *glbv(const char *function, const char *name, char *value)
+{
+    const char letter = text_or_empty(function)[0];
+    const char *const variable = text_or_empty(name);
+    value = buffer_or_own(value);
+    if (letter == 'w' && !in_registry(letter, variable)) {
+        copy_text(g_written, sizeof g_written, value);
+        value = g_written;
+    }
+    return serve_variable(letter, variable, value);
 }
 
 bool read_global(const char *name, GlobalValue *value)
 {
-    return glbv("r", name, value->data())[0] != '?';
+    return serve_variable('r', name, value->data())[0] != '?';
+}
+
+std::string global_or(const char *name, const char *replacement)
+{
+    GlobalValue value;
+    return read_global(name, &value) ? value.c_str() : replacement;
 }
 
 int32_t resolve_glbv(char *text)
 {
-    if (!text)
-        return 0;
-    return replace_leading_name(text, TAMBA_RESOLVE_SIZE,
-                                [](const char *name, FixedText<TAMBA_RESOLVE_SIZE> &value) {
-                                    GlobalValue found;
-                                    if (!read_global(name, &found))
-                                        return false;
-                                    value.assign(found.view());
-                                    return true;
-                                });
+    const auto look_up = [](const char *name, FixedText<TAMBA_RESOLVE_SIZE> &value) {
+        return serve_variable('r', name, value.data())[0] != '?';
+    };
+    return text && replace_leading_name(text, TAMBA_RESOLVE_SIZE, look_up);
 }
 
 void resolve_path_n(char *text, size_t size, const IniFile &ini)
 {
     replace_leading_name(text, size, [&](const char *key, FixedText<TAMBA_RESOLVE_SIZE> &value) {
-        return ini.loaded() && ini.read("[Pathes]", key, value.data(), value.size(), nullptr, 0);
+        return ini.loaded() && ini.read("[Pathes]", key, value.data(), value.capacity(), nullptr, 0);
     });
 }
 

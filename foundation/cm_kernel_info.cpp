@@ -1,11 +1,12 @@
 // The info board: one line per slot and marker, sorted by slot, rewritten as a whole under a semaphore.
 #include <foundation/glbv.h>
 #include <foundation/ini.h>
+#include <foundation/lines.h>
 #include <foundation/time_stamp.h>
 #include <foundation/trace_scope.h>
 #include <platform/files.h>
+#include <process/semaphore_guard.h>
 #include <tamba/messages.h>
-#include <tamba/semaphore.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -137,22 +138,22 @@ int32_t write_whole(const char *path, const std::string &text)
 }
 
 // The new board is written beside the old one first: only a text that is known to fit replaces the board.
-void replace_board(const std::string &directory, const Entry &entry)
+// Returns the error number of a failed write; 0 also when the directory is gone or not ours, as the board never reports
+// its own failures.
+int32_t replace_board(const std::string &directory, const Entry &entry)
 {
     const std::string board_path = directory + "info.dat", new_path = directory + "info.tmp";
     std::string old_board;
     if (!pl_read_file(board_path.c_str(), &old_board, kBoardLimit) && pl_file_exists(board_path.c_str()))
-        return; // a board that cannot be read just now must not be replaced by a single line
+        return 0; // a board that cannot be read just now must not be replaced by a single line
     const std::string board = board_with(entry, old_board);
-    const int32_t error = write_whole(new_path.c_str(), board);
+    int32_t error = write_whole(new_path.c_str(), board);
     if (error < 0)
-        return; // the directory is gone or not ours; the board never reports its own failures
-    if (error != 0)
-        i_FILE_CLOSE(error);
-    else if (int32_t copy_error = 0;
-             !pl_overwrite_file(board_path.c_str(), board.data(), board.size(), &copy_error))
-        i_FILE_CLOSE(copy_error);
+        return 0;
+    if (error == 0)
+        pl_overwrite_file(board_path.c_str(), board.data(), board.size(), &error);
     pl_remove(new_path.c_str());
+    return error;
 }
 
 } // namespace
@@ -170,12 +171,11 @@ int32_t info(char kind, int32_t slot, const char *text)
         return 0;
     }
     const Entry entry = make_entry(kind, slot, text_or_empty(text), context);
-    SemaRecord lock{};
-    copy_text(lock.name, sizeof lock.name, "ctrl_info");
-    copy_text(lock.requester, sizeof lock.requester, "info");
-    // A board without the lock is better than none: the result is not asked for.
-    i_SEMA('+', &lock, context);
-    replace_board(std::string(directory.view()), entry);
-    i_SEMA('-', &lock, context);
+    // A board without the lock is better than none: whether it is held is not asked for.
+    SemaphoreGuard lock("ctrl_info", "info", context);
+    const int32_t error = replace_board(std::string(directory.view()), entry);
+    lock.release(); // the programs of an alarm post to the board, too
+    if (error != 0)
+        i_FILE_CLOSE(error);
     return 1;
 }

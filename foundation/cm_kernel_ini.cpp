@@ -1,6 +1,7 @@
 // The ini file: one key by the system's own syntax, the whole file by iniparser, and where the file is.
 #include <foundation/ini.h>
 
+#include <foundation/lines.h>
 #include <foundation/registry_value.h>
 #include <platform/clock.h>
 #include <platform/files.h>
@@ -8,7 +9,9 @@
 #include <platform/snapshot.h>
 #include <tamba/config.h>
 
+#include <algorithm>
 #include <array>
+#include <cstdio>
 #include <mutex>
 
 extern "C" {
@@ -41,10 +44,12 @@ std::string_view section_prefix(const FixedText<kNameSize> &section)
     return prefix;
 }
 
-enum class Found { value, key_missing_in_section, key_missing, section_missing };
+using Value = FixedText<kLineLimit + 1>;
+using Error = FixedText<1280>;
 
 // Finds the raw value of the first matching line; only the first matching section is searched.
-Found find_value(std::string_view text, const char *section, const char *key, std::string_view *value)
+bool find_value(std::string_view text, const char *section, const char *key, std::string_view *value,
+                Error *error)
 {
     const FixedText<kNameSize> wanted_section(text_or_empty(section));
     FixedText<kNameSize> wanted_key(text_or_empty(key));
@@ -59,19 +64,22 @@ Found find_value(std::string_view text, const char *section, const char *key, st
             inside = begins_ignoring_case(line, section_prefix(wanted_section));
             continue;
         }
-        if (line.front() == '[')
-            return Found::key_missing_in_section;
+        if (line.front() == '[') {
+            error->format("i_GetPrivateProfileString: KEY NOT FOUND %s%s", text_or_empty(section), key);
+            return false;
+        }
         if (begins_ignoring_case(line, wanted_key.view())) {
             const size_t equals = line.find('=');
             *value = without_trailing_blanks(equals == std::string_view::npos ? "" : line.substr(equals + 1));
-            return Found::value;
+            return true;
         }
     }
-    return inside ? Found::key_missing : Found::section_missing;
+    if (inside)
+        error->format("i_GetPrivateProfileString: KEY NOT FOUND: %s", key);
+    else
+        error->format("i_GetPrivateProfileString: SECTION NOT FOUND: %s.", text_or_empty(section));
+    return false;
 }
-
-using Value = FixedText<kLineLimit + 1>;
-using Error = FixedText<1280>;
 
 enum class Lookup { found, missing, too_deep };
 
@@ -106,19 +114,8 @@ Lookup look_up(std::string_view text, const char *section, const char *key, int 
                Error *error)
 {
     std::string_view raw;
-    switch (find_value(text, section, key, &raw)) {
-    case Found::value:
-        break;
-    case Found::key_missing_in_section:
-        error->format("i_GetPrivateProfileString: KEY NOT FOUND %s%s", text_or_empty(section), key);
+    if (!find_value(text, section, key, &raw, error))
         return Lookup::missing;
-    case Found::key_missing:
-        error->format("i_GetPrivateProfileString: KEY NOT FOUND: %s", key);
-        return Lookup::missing;
-    case Found::section_missing:
-        error->format("i_GetPrivateProfileString: SECTION NOT FOUND: %s.", text_or_empty(section));
-        return Lookup::missing;
-    }
     value->assign(raw);
     const Lookup resolved = resolve_reference(text, section, depth, value, error);
     if (resolved == Lookup::found && value->empty()) {
@@ -128,20 +125,34 @@ Lookup look_up(std::string_view text, const char *section, const char *key, int 
     return resolved;
 }
 
-bool read_from(std::string_view text, const char *section, const char *key, char *value, size_t value_size,
-               char *err, size_t err_size)
+// What the dictionary library finds wrong with the file that this thread loads.
+thread_local Error *t_finding = nullptr;
+
+// Its errors; what other threads of the program ask of the library meanwhile stays on standard error.
+int take_finding(const char *format, ...)
 {
-    Value found;
-    Error error;
-    const Lookup result = look_up(text, section, key, 0, &found, &error);
-    if (result == Lookup::too_deep)
-        error.format("i_GetPrivateProfileString: KEY NOT FOUND: %s", key);
-    if (result != Lookup::found) {
-        copy_text(err, err_size, error.view());
-        return false;
-    }
-    copy_text(value, value_size, found.view());
-    return true;
+    va_list arguments;
+    va_start(arguments, format);
+    if (!t_finding)
+        std::vfprintf(stderr, format, arguments);
+    else if (t_finding->empty()) // the first is the reason
+        format_text_v(t_finding->data(), t_finding->capacity(), format, arguments);
+    va_end(arguments);
+    return 0;
+}
+
+dictionary *load_dictionary(const char *path, Error *finding)
+{
+    static std::mutex mutex; // the library has one receiver for the process
+    const std::lock_guard held(mutex);
+    t_finding = finding;
+    iniparser_set_error_callback(take_finding);
+    dictionary *const entries = iniparser_load(path);
+    iniparser_set_error_callback(nullptr);
+    t_finding = nullptr;
+    std::replace(finding->data(), finding->data() + finding->length(), '\n', ' ');
+    finding->assign(without_trailing_blanks(finding->view()));
+    return entries;
 }
 
 size_t size_of(int32_t size)
@@ -150,35 +161,6 @@ size_t size_of(int32_t size)
 }
 
 } // namespace
-
-bool LineReader::next(std::string_view *line)
-{
-    if (rest_.empty())
-        return false;
-    // A CR LF counts as one character, as where the C library translates it.
-    const bool crlf_at_limit =
-        rest_.size() > limit_ && limit_ > 0 && rest_[limit_ - 1] == '\r' && rest_[limit_] == '\n';
-    const std::string_view piece = rest_.substr(0, limit_ + (crlf_at_limit ? 1 : 0));
-    const size_t feed = piece.find('\n');
-    const bool ended = feed != std::string_view::npos;
-    const bool crlf = ended && feed > 0 && piece[feed - 1] == '\r';
-    *line = ended ? piece.substr(0, feed + (end_ == keep_end ? 1 : 0) - (crlf ? 1 : 0)) : piece;
-    *line = line->substr(0, line->find('\0'));
-    rest_.remove_prefix(ended ? feed + 1 : piece.size());
-    return true;
-}
-
-bool read_line(std::FILE *stream, char *line, size_t size)
-{
-    if (!std::fgets(line, static_cast<int>(size), stream))
-        return false;
-    const size_t length = std::strlen(line);
-    if (length >= 2 && line[length - 1] == '\n' && line[length - 2] == '\r') {
-        line[length - 2] = '\n';
-        line[length - 1] = '\0';
-    }
-    return true;
-}
 
 IniFile IniFile::at(const char *path)
 {
@@ -212,8 +194,7 @@ struct Recent {
 
 Recent &recent()
 {
-    static Recent *const instance =
-        new Recent; // never destroyed: semaphores are released until the process is gone
+    static Recent *const instance = new Recent; // never destroyed: semaphores are released until the end
     return *instance;
 }
 
@@ -244,15 +225,21 @@ void IniFile::forget_recent()
 bool IniFile::read(const char *section, const char *key, char *value, size_t value_size, char *err,
                    size_t err_size) const
 {
-    if (text_)
-        return read_from(*text_, section, text_or_empty(key), value, value_size, err, err_size);
+    Value found;
     Error error;
-    if (path_.empty())
-        error.assign("i_GetPrivateProfileString: FILE NOT FOUND OR ACCESS PROBLEM.");
+    Lookup result = Lookup::missing;
+    if (text_)
+        result = look_up(*text_, section, text_or_empty(key), 0, &found, &error);
     else
-        error.format("i_GetPrivateProfileString: FILE NOT FOUND OR ACCESS PROBLEM: %s.", path_.c_str());
-    copy_text(err, err_size, error.view());
-    return false;
+        error.format("i_GetPrivateProfileString: FILE NOT FOUND OR ACCESS PROBLEM%s%s.",
+                     path_.empty() ? "" : ": ", path_.c_str());
+    if (result == Lookup::too_deep)
+        error.format("i_GetPrivateProfileString: KEY NOT FOUND: %s", text_or_empty(key));
+    if (result == Lookup::found)
+        copy_text(value, value_size, found.view());
+    else
+        copy_text(err, err_size, error.view());
+    return result == Lookup::found;
 }
 
 bool find_ini_path(const char *value_name, char *path, size_t path_size, char *err, size_t err_size)
@@ -262,10 +249,9 @@ bool find_ini_path(const char *value_name, char *path, size_t path_size, char *e
     for (size_t slot = highest + 1; slot-- > 0;)
         if (read_registry_value(candidates[slot], value_name, path, path_size, nullptr, 0))
             return true;
-    FixedText<512> error;
-    error.format("i_GET_ROOT_FOR_INI: NO TAMBA REGISTRY KEY FOUND: HKEY_LOCAL_MACHINE\\%s",
-                 candidates[highest - 1]);
-    copy_text(err, err_size, error.view());
+    copy_text(err, err_size,
+              format_string("i_GET_ROOT_FOR_INI: NO TAMBA REGISTRY KEY FOUND: HKEY_LOCAL_MACHINE\\%s",
+                            candidates[highest - 1]));
     return false;
 }
 
@@ -285,34 +271,30 @@ int32_t i_READ_INI(const char *value_name, const char *section, const char *key,
 {
     copy_text(value, size_of(value_size), "");
     Error reason;
-    const IniFile file = IniFile::of_system(value_name, reason.data(), reason.size());
-    if (file.loaded() && file.read(section, key, value, size_of(value_size), reason.data(), reason.size()))
+    const IniFile file = IniFile::of_system(value_name, reason.data(), reason.capacity());
+    if (file.loaded() &&
+        file.read(section, key, value, size_of(value_size), reason.data(), reason.capacity()))
         return 1;
-    FixedText<1400> error;
-    error.format("i_READ_INI: %s", reason.c_str());
-    copy_text(err, size_of(err_size), error.view());
+    copy_text(err, size_of(err_size), format_string("i_READ_INI: %s", reason.c_str()));
     return 0;
 }
 
 struct _dictionary_ *p_PARSE_INI(const char *value_name, char *err, int32_t err_size)
 {
     char path[1024];
-    char reason[512];
-    if (!find_ini_path(text_or_empty(value_name)[0] ? value_name : "TB_INI", path, sizeof path, reason,
-                       sizeof reason)) {
-        FixedText<600> error;
-        error.format("p_PARSE_INI: %s", reason);
-        copy_text(err, size_of(err_size), error.view());
-        return nullptr;
+    Error reason;
+    dictionary *entries = nullptr;
+    if (find_ini_path(text_or_empty(value_name)[0] ? value_name : "TB_INI", path, sizeof path, reason.data(),
+                      reason.capacity())) {
+        pl_native_path(path);
+        // The library takes a directory for an empty file.
+        if (pl_snapshot(path))
+            entries = load_dictionary(path, &reason);
+        if (reason.empty())
+            reason.assign(path);
     }
-    pl_native_path(path);
-    // The library takes a directory for an empty file.
-    dictionary *const entries = pl_snapshot(path) ? iniparser_load(path) : nullptr;
-    if (!entries) {
-        FixedText<1400> error;
-        error.format("p_PARSE_INI: %s", path);
-        copy_text(err, size_of(err_size), error.view());
-    }
+    if (!entries)
+        copy_text(err, size_of(err_size), format_string("p_PARSE_INI: %s", reason.c_str()));
     return entries;
 }
 

@@ -1,11 +1,10 @@
 // The protocol file and the day file.
-#include <foundation/prot.h>
-
 #include <foundation/glbv.h>
-#include <foundation/messages.h>
+#include <foundation/messages_table.h>
 #include <foundation/time_stamp.h>
 #include <platform/files.h>
 #include <platform/process.h>
+#include <tamba/messages.h>
 
 #include <cstdio>
 #include <string>
@@ -71,14 +70,10 @@ private:
     // would take the text behind the tag for its end.
     bool conversion_is_torn() const
     {
-        for (size_t at = 0; at < kTextOffset && format_[at] != '\0'; ++at) {
-            if (format_[at] != '%')
-                continue;
-            at += 1 + std::strspn(format_ + at + 1, "-+ #0123456789.*'hlLqjzt");
-            if (at >= kTagLength || format_[at] == '\0')
-                return true;
-        }
-        return false;
+        Conversion found = find_conversion(format_, 0);
+        while (found && found.letter && found.end <= kTagLength)
+            found = find_conversion(format_, found.end);
+        return found.begin < kTextOffset;
     }
 
     void apply(FixedText<kLineSize> &text, va_list arguments)
@@ -95,7 +90,8 @@ private:
             return;
         }
         drop_incomplete_conversion(line_format.data());
-        const size_t whole = format_text_v(text.data(), kLineSize, line_format.c_str(), arguments);
+        const size_t whole =
+            format_text_v(text.data(), kLineSize, line_format.c_str(), arguments, line_format.c_str());
         if (whole >= kLineSize)
             warn_shortened(kLineSize, whole);
     }
@@ -117,12 +113,9 @@ private:
     static void add(std::string &to, const char *format, ...) TAMBA_PRINTF(2, 3)
     {
         FixedText<kLineSize + 256> line;
-        va_list arguments;
-        va_start(arguments, format);
-        format_text_v(line.data(), line.size(), format, arguments);
-        va_end(arguments);
-        if (line.length() == line.size() - 1)
-            line.data()[line.size() - 2] = '\n';
+        TAMBA_WITH_ARGUMENTS(format, format_text_v(line.data(), line.capacity(), format, arguments));
+        if (line.length() == line.capacity() - 1)
+            line.data()[line.capacity() - 2] = '\n';
         to += line.view();
     }
 
@@ -144,7 +137,7 @@ FixedText<6> hour_and_minute(const char *stamp)
 
 } // namespace
 
-int32_t prot_v(const char *format, va_list arguments)
+int32_t PROT(const char *format, ...)
 {
     GlobalValue file;
     if (!read_global("gv_prot", &file)) {
@@ -152,21 +145,12 @@ int32_t prot_v(const char *format, va_list arguments)
         return 1;
     }
     Message message(text_or_empty(format));
-    message.make(arguments);
+    TAMBA_WITH_ARGUMENTS(format, message.make(arguments));
     // A protocol that cannot be opened is skipped in silence.
     if (pl_append(file.c_str(), message.lines().data(), message.lines().size(), nullptr) !=
         PlAppend::not_opened)
         std::fputs(message.warnings().c_str(), stderr);
     return 1;
-}
-
-int32_t PROT(const char *format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    const int32_t result = prot_v(format, arguments);
-    va_end(arguments);
-    return result;
 }
 
 void PROT_DAYFILE(char type, const char *name, const char *start, const char *end, char state, int32_t number,

@@ -3,25 +3,10 @@
 
 #include <foundation/trace_scope.h>
 #include <foundation/version.h>
-#include <platform/error.h>
-#include <platform/process.h>
 #include <tamba/messages.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-
-namespace {
-
-constexpr size_t kCommandSize = 512;
-
-// C library numbers that mean a full or exhausted system: too many open files, no space, resource deadlock.
-bool endangers_the_system(int32_t number)
-{
-    return number == 23 || number == 28 || number == 36 || number == EDEADLK;
-}
-
-} // namespace
 
 void trap_db_err(const char *statement, const char *result, TraceContext ctx, int32_t fatal)
 {
@@ -65,19 +50,4 @@ void trap_par_err(const char *program, int32_t fatal)
         return;
     std::printf("STATUS=ERROR MSG=\"%s: tb_%s -h\"\n", message_format(Msg::kParametersMissing), name.c_str());
     std::exit(0);
-}
-
-int32_t i_FILE_CLOSE(int32_t error_number)
-{
-    char text[256];
-    pl_c_error_text(error_number, text, sizeof text);
-    std::fprintf(stderr, "\nFILE_CLOSE error: %s\n", text);
-    if (!endangers_the_system(error_number))
-        return 0;
-    FixedText<kCommandSize> alarm;
-    alarm.format(R"(tb_alarm FILE_SYSTEM "%s")", text);
-    pl_shell(alarm.c_str());
-    pl_shell("tb_os_startup STOP");
-    std::fprintf(stderr, "\n\nSHUTDOWN tamba2000 - problems with file system (%s) \n\n", text);
-    return 0;
 }

@@ -18,9 +18,6 @@ constexpr size_t kDirectorySize = 512;
 // Threads that run commands prepare the environment, too.
 std::mutex g_mutex;
 
-// The last assignment of PATH, as callers on both platforms know it to be kept.
-char g_path_assignment[kPathLimit];
-
 // A program's name is recognised with the blank behind it, in the command's first word: "tb_db" alone is no
 // database program.
 bool starts_program(const char *command, const char *name_and_blank)
@@ -30,49 +27,45 @@ bool starts_program(const char *command, const char *name_and_blank)
     return found && first_blank && found < first_blank;
 }
 
-bool differs(const char *name, const char *wanted)
+bool set_if_different(const char *name, const char *wanted)
 {
     const char *const present = pl_getenv(name);
-    return !present || std::strcmp(present, wanted) != 0;
+    return (present && std::strcmp(present, wanted) == 0) || pl_setenv(name, wanted);
 }
 
 bool set_openrda(const IniFile &ini, bool database_program)
 {
     FixedText<64> type;
-    if (!ini.read("[Params]", "gv_db_type", type.data(), type.size(), nullptr, 0) ||
+    if (!ini.read("[Params]", "gv_db_type", type.data(), type.capacity(), nullptr, 0) ||
         type.view() != "OpenAccess")
         return true;
     FixedText<512> file;
-    if (!read_registry_value("SOFTWARE\\Korvel\\tamba", "OPENRDA_INI", file.data(), file.size(), nullptr,
+    if (!read_registry_value("SOFTWARE\\Korvel\\tamba", "OPENRDA_INI", file.data(), file.capacity(), nullptr,
                              0)) {
         if (database_program)
             own_trace("key OPENRDA_INI not found in Registry");
         return true;
     }
-    FixedText<544> assignment;
-    assignment.format("OPENRDA_INI=%s", file.c_str());
-    if (!differs("OPENRDA_INI", file.c_str()) || pl_setenv("OPENRDA_INI", file.c_str()))
+    if (set_if_different("OPENRDA_INI", file.c_str()))
         return true;
-    std::fprintf(stderr, "error in putenv %s\n", assignment.c_str());
+    std::fprintf(stderr, "error in putenv OPENRDA_INI=%s\n", file.c_str());
     return false;
 }
 
 bool set_pgport(const IniFile &ini, bool database_program)
 {
     FixedText<64> port;
-    if (!ini.read("[SERVER]", "gv_port_db", port.data(), port.size(), nullptr, 0)) {
+    if (!ini.read("[SERVER]", "gv_port_db", port.data(), port.capacity(), nullptr, 0)) {
         if (!database_program)
             return true;
         own_trace("key gv_port_db not found in tb.ini");
         std::fputs("key gv_port_db not found in tb.ini", stderr);
         return false;
     }
-    FixedText<80> assignment;
-    assignment.format("PGPORT=%s", port.c_str());
-    if (!differs("PGPORT", port.c_str()) || pl_setenv("PGPORT", port.c_str()))
+    if (set_if_different("PGPORT", port.c_str()))
         return true;
-    own_trace("error in putenv [%s]", assignment.c_str());
-    std::fprintf(stderr, "error in putenv [%s]", assignment.c_str());
+    own_trace("error in putenv [PGPORT=%s]", port.c_str());
+    std::fprintf(stderr, "error in putenv [PGPORT=%s]", port.c_str());
     return false;
 }
 
@@ -84,20 +77,19 @@ int32_t extend_path(const Directory &root, bool database_program, bool media_ser
     if (!present)
         return -2;
     own_trace("i_setenv_tamba: current PATH=[%s]", present);
-    struct {
-        Directory directory;
+    const struct {
+        const char *below;
         bool wanted;
-    } candidates[] = {{{}, true}, {{}, database_program}, {{}, media_server}};
-    candidates[0].directory.format("%sbin\\tamba", root.c_str());
-    candidates[1].directory.format("%sbin\\db", root.c_str());
-    candidates[2].directory.format("%sbin\\tbs", root.c_str());
-    for (auto &candidate : candidates)
-        pl_native_path(candidate.directory.data());
+    } candidates[] = {{"bin\\tamba", true}, {"bin\\db", database_program}, {"bin\\tbs", media_server}};
     std::string path = present;
     const size_t before = path.size();
-    for (const auto &candidate : candidates)
-        if (candidate.wanted && !std::strstr(present, candidate.directory.c_str()))
-            (path += pl_path_list_separator()) += candidate.directory.view();
+    for (const auto &candidate : candidates) {
+        Directory directory;
+        directory.format("%s%s", root.c_str(), candidate.below);
+        pl_native_path(directory.data());
+        if (candidate.wanted && !std::strstr(present, directory.c_str()))
+            (path += pl_path_list_separator()) += directory.view();
+    }
     // A PATH beyond the limit is refused also when nothing is missing.
     if (path.size() >= kPathLimit)
         return -3;
@@ -105,8 +97,7 @@ int32_t extend_path(const Directory &root, bool database_program, bool media_ser
         return 1;
     if (path.size() + std::strlen("PATH=") >= kPathLimit)
         return -3;
-    format_text(g_path_assignment, sizeof g_path_assignment, "PATH=%s", path.c_str());
-    own_trace("i_setenv_tamba: putenv(%s)", g_path_assignment);
+    own_trace("i_setenv_tamba: putenv(PATH=%s)", path.c_str());
     return pl_setenv("PATH", path.c_str()) ? 1 : -4;
 }
 
@@ -124,7 +115,7 @@ int32_t i_setenv_tamba(const char *command)
     if (!set_openrda(ini, database_program) || !set_pgport(ini, database_program))
         return 0;
     Directory root;
-    if (!ini.read("[PATHES]", "gv_ro_bin", root.data(), root.size(), nullptr, 0))
+    if (!ini.read("[PATHES]", "gv_ro_bin", root.data(), root.capacity(), nullptr, 0))
         return -1;
     return extend_path(root, database_program, media_server);
 }

@@ -1,6 +1,7 @@
 // Fields and pieces of texts.
 #include <tamba/options.h>
 
+#include <foundation/alloc.h>
 #include <foundation/text.h>
 
 #include <algorithm>
@@ -12,7 +13,6 @@ namespace {
 
 constexpr size_t kTokenSize = 8192;
 constexpr size_t kElemLength = 767;
-constexpr size_t kArrayStep = 10;
 
 // The text whose fields are being taken.
 struct Tokens {
@@ -23,51 +23,18 @@ struct Tokens {
 
 char *copy_of(std::string_view text)
 {
-    auto *const copy = static_cast<char *>(std::malloc(text.size() + 1));
-    if (copy)
-        copy_text(copy, text.size() + 1, text);
-    return copy;
+    AllocatedText copy = allocate_text(text.size() + 1);
+    copy_text(copy.get(), text.size() + 1, text);
+    return copy.release();
 }
 
-// An array of pieces that grows by steps and is closed by a null after each piece.
-class Pieces {
-public:
-    // False when memory is short; everything is freed then.
-    bool add(std::string_view text)
-    {
-        if (count_ + 1 >= room_ && !grow())
-            return give_up();
-        items_[count_] = copy_of(text);
-        if (!items_[count_])
-            return give_up();
-        items_[++count_] = nullptr;
-        return true;
-    }
-    char **items() const { return items_; }
-    int32_t count() const { return static_cast<int32_t>(count_); }
-
-private:
-    bool grow()
-    {
-        auto **const larger =
-            static_cast<char **>(std::realloc(items_, (room_ + kArrayStep) * sizeof *items_));
-        if (!larger)
-            return false;
-        items_ = larger;
-        room_ += kArrayStep;
-        items_[count_] = nullptr;
-        return true;
-    }
-    bool give_up()
-    {
-        FreeSplitList(items_);
-        items_ = nullptr;
-        return false;
-    }
-
-    char **items_ = nullptr;
-    size_t count_ = 0, room_ = 0;
-};
+size_t occurrences(std::string_view text, std::string_view mark)
+{
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find(mark, at)) != std::string_view::npos; at += mark.size())
+        ++count;
+    return count;
+}
 
 } // namespace
 
@@ -114,16 +81,21 @@ int32_t cm_split(const char *text, const char *separator, char ***array)
         return -1;
     std::string_view rest = text;
     const std::string_view mark = separator;
-    Pieces pieces;
-    for (size_t end = 0; end != std::string_view::npos;) {
-        end = mark.empty() ? std::string_view::npos : rest.find(mark);
-        if (!pieces.add(rest.substr(0, end)))
+    const size_t count = mark.empty() ? 1 : occurrences(rest, mark) + 1;
+    auto **const pieces = static_cast<char **>(allocate_zeroed((count + 1) * sizeof(char *)));
+    if (!pieces)
+        return -1;
+    for (size_t i = 0; i < count; ++i) {
+        const size_t end = i + 1 < count ? rest.find(mark) : rest.size();
+        pieces[i] = copy_of(rest.substr(0, end));
+        if (!pieces[i]) {
+            FreeSplitList(pieces);
             return -1;
-        if (end != std::string_view::npos)
-            rest.remove_prefix(end + mark.size());
+        }
+        rest.remove_prefix(std::min(end + mark.size(), rest.size()));
     }
-    *array = pieces.items();
-    return pieces.count();
+    *array = pieces;
+    return static_cast<int32_t>(count);
 }
 
 void FreeSplitList(char **array)

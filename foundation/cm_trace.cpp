@@ -1,8 +1,10 @@
 // The developer trace.
 #include <foundation/trace_scope.h>
 
-#include <foundation/ini.h>
+#include <foundation/alloc.h>
+#include <foundation/lines.h>
 #include <foundation/log_setup.h>
+#include <foundation/text.h>
 #include <platform/clock.h>
 #include <platform/error.h>
 #include <platform/files.h>
@@ -19,7 +21,7 @@ constexpr char kLineForm[] = "%2d:%02d:%02d#%s %s\n"; // time, indentation, text
 constexpr size_t kLineFormatSize = 1024;
 constexpr size_t kOwnLineSize = 2048;
 constexpr size_t kCopiedLine = 255;
-constexpr size_t kCopyLimit = size_t{256} << 20;
+constexpr size_t kCopyBlock = 8192;
 constexpr size_t kIndentStep = 4;
 constexpr int32_t kDeepestIndent = 15; // the indentation stops growing, the counter goes on
 
@@ -31,20 +33,6 @@ std::atomic<int32_t> g_own_level{0};
 std::mutex g_own_mutex;
 bool g_own_filled = false;
 TraceContext g_own{};
-
-// Tracing only observes: the caller's errno and last system error survive it.
-class ErrorKeeper {
-public:
-    ~ErrorKeeper()
-    {
-        errno = errno_;
-        pl_set_error(error_);
-    }
-
-private:
-    const int errno_ = errno;
-    const PlError error_ = pl_last_error();
-};
 
 using Line = FixedText<kLineFormatSize>;
 
@@ -66,7 +54,7 @@ template <class... More> Line timed_line(const std::tm &now, const char *format,
 void indent_less(TraceContext &context)
 {
     if (g_depth.load(std::memory_order_relaxed) <= kDeepestIndent) {
-        const size_t length = strnlen(context.indent, sizeof context.indent - 1);
+        const size_t length = std::strlen(context.indent);
         context.indent[length > kIndentStep ? length - kIndentStep : 0] = '\0';
     }
     if (g_depth.load(std::memory_order_relaxed) > 0)
@@ -75,7 +63,7 @@ void indent_less(TraceContext &context)
 
 void indent_more(TraceContext &context)
 {
-    const size_t length = strnlen(context.indent, sizeof context.indent - 1);
+    const size_t length = std::strlen(context.indent);
     // The counter is shared by all contexts of the process: this one may be full while the counter is still
     // low.
     if (g_depth.load(std::memory_order_relaxed) < kDeepestIndent &&
@@ -92,54 +80,101 @@ void emit(const TraceContext &context, const char *text, size_t length)
         pl_append(context.path, text, length, nullptr);
 }
 
-// Copies a text file into the trace; each line loses its last character, the line end.  The file is read
-// before the first line is written: it may be the trace file itself.
+// Lines that one append brings into the trace file, and how standard error shows them.
+class CopiedLines {
+public:
+    CopiedLines(const TraceContext &context, const std::tm &now) : context_(context), now_(now) {}
+
+    template <class... More> void add(const char *traced, const char *echoed, More... more)
+    {
+        traced_ += timed_line(now_, traced, more...).view();
+        if (context_.to_stderr)
+            echoed_ += timed_line(now_, echoed, more...).view();
+    }
+
+    // False when the trace file cannot be opened; nothing is shown then.
+    bool write()
+    {
+        if (pl_append(context_.path, traced_.data(), traced_.size(), nullptr) == PlAppend::not_opened)
+            return false;
+        std::fwrite(echoed_.data(), 1, echoed_.size(), stderr);
+        traced_.clear();
+        echoed_.clear();
+        return true;
+    }
+
+private:
+    const TraceContext &context_;
+    const std::tm &now_;
+    std::string traced_, echoed_; // of one block, whatever the size of the file
+};
+
+// False when the stream cannot be read.
+bool copy_lines(FILE *stream, uint64_t size, const TraceContext &context, CopiedLines *copy)
+{
+    char buffer[kCopyBlock];
+    LineBlocks blocks(stream, buffer, sizeof buffer, kCopiedLine, size);
+    for (std::string_view block; blocks.next(&block);) {
+        LineReader lines(block, kCopiedLine);
+        for (std::string_view line; lines.next(&line);) {
+            line.remove_suffix(lines.ended() || line.empty() ? 0 : 1); // its last character goes
+            const FixedText<kCopiedLine + 1> text(line);
+            copy->add("%2d:%02d:%02d#%s    %s\n", kLineForm, context.indent, text.c_str());
+        }
+        if (!copy->write())
+            return true;
+    }
+    return std::ferror(stream) == 0;
+}
+
+// Copies a text file into the trace.  What is added to it meanwhile stays out: it may be the trace file itself.
 void copy_file(const TraceContext &context, const std::tm &now, const char *name)
 {
-    std::string content, traced, echoed;
-    const char *const indent = context.indent;
-    if (pl_read_file(name, &content, kCopyLimit)) {
-        LineReader lines(content, kCopiedLine, LineReader::keep_end);
-        std::string_view line;
-        while (lines.next(&line)) {
-            line.remove_suffix(line.empty() ? 0 : 1);
-            const FixedText<kCopiedLine + 1> text(line);
-            traced += timed_line(now, "%2d:%02d:%02d#%s    %s\n", indent, text.c_str()).view();
-            echoed += timed_line(now, kLineForm, indent, text.c_str()).view();
-        }
-    } else {
-        const FixedText<kLineFormatSize / 2> shown(name); // leaves the rest of the line whole
-        traced = timed_line(now, "%2d:%02d:%02d#   File %s not found\n", shown.c_str()).view();
-        echoed = timed_line(now, "%2d:%02d:%02d# File %s not found\n", shown.c_str()).view();
-    }
-    // A trace file that cannot be opened ends the copy, the echo too.
-    if (pl_append(context.path, traced.data(), traced.size(), nullptr) != PlAppend::not_opened &&
-        context.to_stderr)
-        std::fwrite(echoed.data(), 1, echoed.size(), stderr);
+    CopiedLines copy(context, now);
+    PlFileStamp at_open;
+    const bool found = pl_file_stamp(name, &at_open);
+    if (found && at_open.size == 0) // a pipe, too: nobody waits for its writer
+        return;
+    const PlFile stream(found ? pl_fopen(name, "rb") : nullptr);
+    if (stream && copy_lines(stream.get(), at_open.size, context, &copy))
+        return;
+    const FixedText<kLineFormatSize / 2> shown(name); // leaves the rest of the line whole
+    copy.add("%2d:%02d:%02d#   File %s not found\n", "%2d:%02d:%02d# File %s not found\n", shown.c_str());
+    copy.write();
 }
 
 // The caller's format becomes part of the line's format; the arguments are applied to the whole and are not
-// cut.
+// cut, unless there is no memory for them.
 void write_formatted(const TraceContext &context, const char *line_format, va_list arguments)
 {
     char line[4 * kLineFormatSize];
     va_list again;
     va_copy(again, arguments);
-    const size_t needed = format_text_v(line, sizeof line, line_format, arguments);
+    const size_t needed = format_text_v(line, sizeof line, line_format, arguments, line_format);
     if (needed < sizeof line) {
         emit(context, line, needed);
+    } else if (const AllocatedText whole = allocate_text(needed + 1)) {
+        format_text_v(whole.get(), needed + 1, line_format, again, line_format);
+        emit(context, whole.get(), needed);
     } else {
-        std::string whole(needed, '\0');
-        format_text_v(whole.data(), needed + 1, line_format, again);
-        emit(context, whole.data(), needed);
+        line[sizeof line - 2] = '\n';
+        emit(context, line, sizeof line - 1);
     }
     va_end(again);
 }
 
+// The record is the caller's: its texts may lack their ends.
+void terminate_texts(TraceContext &context)
+{
+    context.path[sizeof context.path - 1] = '\0';
+    context.indent[sizeof context.indent - 1] = '\0';
+}
+
 void write_trace_v(TraceContext &context, const char *format, va_list arguments)
 {
-    const ErrorKeeper keeper;
+    const PlErrorKeeper keeper;
     const std::tm now = time_of_line();
+    terminate_texts(context);
     if (format[0] == '-')
         indent_less(context);
     Line line_format = timed_line(now, kLineForm, context.indent, format);
@@ -159,7 +194,7 @@ void write_trace_v(TraceContext &context, const char *format, va_list arguments)
 // A finished text as one line: no conversion is interpreted.
 void write_text(TraceContext &context, const char *text)
 {
-    const ErrorKeeper keeper;
+    const PlErrorKeeper keeper;
     const std::tm now = time_of_line();
     if (text[0] == '-')
         indent_less(context);
@@ -183,7 +218,7 @@ void own_text(const char *text)
 void own_trace_v(const char *format, va_list arguments)
 {
     FixedText<kOwnLineSize> text;
-    format_text_v(text.data(), kOwnLineSize, format, arguments);
+    format_text_v(text.data(), kOwnLineSize, format, arguments, format);
     own_text(text.c_str());
 }
 
@@ -192,7 +227,7 @@ void own_trace_v(const char *format, va_list arguments)
 void interpret_again(const char *format, va_list arguments)
 {
     FixedText<kOwnLineSize> text;
-    format_text_v(text.data(), kOwnLineSize, format, arguments);
+    format_text_v(text.data(), kOwnLineSize, format, arguments, format);
     char *to = text.data();
     for (const char *from = text.c_str(); *from; ++from) {
         if (from[0] == '%' && from[1] == '%')
@@ -219,40 +254,25 @@ void WRITE_TRACE(TraceContext *ctx, const char *format, ...)
 {
     if (!ctx)
         return;
-    va_list arguments;
-    va_start(arguments, format);
-    write_trace_v(*ctx, text_or_empty(format), arguments);
-    va_end(arguments);
+    TAMBA_WITH_ARGUMENTS(format, write_trace_v(*ctx, text_or_empty(format), arguments));
 }
 
 void trace(const char *format, ...)
 {
-    if (!own_traces())
-        return;
-    va_list arguments;
-    va_start(arguments, format);
-    interpret_again(text_or_empty(format), arguments);
-    va_end(arguments);
+    if (own_traces())
+        TAMBA_WITH_ARGUMENTS(format, interpret_again(text_or_empty(format), arguments));
 }
 
 void trace_at(TraceContext &context, TraceLevel level, const char *format, ...)
 {
-    if (!traces(context, level))
-        return;
-    va_list arguments;
-    va_start(arguments, format);
-    write_trace_v(context, format, arguments);
-    va_end(arguments);
+    if (traces(context, level))
+        TAMBA_WITH_ARGUMENTS(format, write_trace_v(context, format, arguments));
 }
 
 void own_trace(const char *format, ...)
 {
-    if (!own_traces())
-        return;
-    va_list arguments;
-    va_start(arguments, format);
-    own_trace_v(format, arguments);
-    va_end(arguments);
+    if (own_traces())
+        TAMBA_WITH_ARGUMENTS(format, own_trace_v(format, arguments));
 }
 
 TraceContext own_context()
@@ -271,12 +291,8 @@ int32_t trace_depth()
 TraceScope::TraceScope(TraceContext &context, TraceLevel level, const char *format, ...)
     : context_(context), active_(traces(context, level))
 {
-    if (!active_)
-        return;
-    va_list arguments;
-    va_start(arguments, format);
-    write_trace_v(context_, format, arguments);
-    va_end(arguments);
+    if (active_)
+        TAMBA_WITH_ARGUMENTS(format, write_trace_v(context_, format, arguments));
 }
 
 void TraceScope::abandon()
@@ -286,12 +302,8 @@ void TraceScope::abandon()
 
 int32_t TraceScope::leave(int32_t result, const char *format, ...)
 {
-    if (active_ && !left_) {
-        va_list arguments;
-        va_start(arguments, format);
-        write_trace_v(context_, format, arguments);
-        va_end(arguments);
-    }
+    if (active_ && !left_)
+        TAMBA_WITH_ARGUMENTS(format, write_trace_v(context_, format, arguments));
     left_ = true;
     return result;
 }
@@ -299,12 +311,8 @@ int32_t TraceScope::leave(int32_t result, const char *format, ...)
 #define TAMBA_SCOPE_LINE(method, level)                                                                      \
     void TraceScope::method(const char *format, ...)                                                         \
     {                                                                                                        \
-        if (!traces(context_, level))                                                                        \
-            return;                                                                                          \
-        va_list arguments;                                                                                   \
-        va_start(arguments, format);                                                                         \
-        write_trace_v(context_, format, arguments);                                                          \
-        va_end(arguments);                                                                                   \
+        if (traces(context_, level))                                                                         \
+            TAMBA_WITH_ARGUMENTS(format, write_trace_v(context_, format, arguments));                        \
     }
 
 TAMBA_SCOPE_LINE(note, kTraceMain)
@@ -315,12 +323,8 @@ TAMBA_SCOPE_LINE(fine, kTraceFine)
 
 OwnTraceScope::OwnTraceScope(const char *format, ...) : active_(own_traces())
 {
-    if (!active_)
-        return;
-    va_list arguments;
-    va_start(arguments, format);
-    own_trace_v(format, arguments);
-    va_end(arguments);
+    if (active_)
+        TAMBA_WITH_ARGUMENTS(format, own_trace_v(format, arguments));
 }
 
 OwnTraceScope::~OwnTraceScope()
@@ -331,12 +335,8 @@ OwnTraceScope::~OwnTraceScope()
 
 int32_t OwnTraceScope::leave(int32_t result, const char *format, ...)
 {
-    if (active_ && !left_) {
-        va_list arguments;
-        va_start(arguments, format);
-        own_trace_v(format, arguments);
-        va_end(arguments);
-    }
+    if (active_ && !left_)
+        TAMBA_WITH_ARGUMENTS(format, own_trace_v(format, arguments));
     left_ = true;
     return result;
 }

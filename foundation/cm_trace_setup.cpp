@@ -1,6 +1,7 @@
 // Setting up a trace context: where it writes, how much, and in which language the program speaks.
 #include <foundation/log_setup.h>
 
+#include <foundation/lines.h>
 #include <foundation/messages.h>
 #include <foundation/trace_scope.h>
 #include <platform/process.h>
@@ -34,7 +35,7 @@ struct LogSettings {
 
     template <size_t Size> bool read(const char *section, const char *key, FixedText<Size> &value) const
     {
-        return ini.loaded() && ini.read(section, key, value.data(), value.size(), nullptr, 0);
+        return ini.loaded() && ini.read(section, key, value.data(), value.capacity(), nullptr, 0);
     }
 };
 
@@ -105,14 +106,12 @@ public:
         for (char *c = prefix.data(); *c; ++c)
             *c = ascii_upper(*c);
         prefix.append("=");
-        LineReader lines(file_ ? std::string_view(*file_) : std::string_view(), kLevelLine,
-                         LineReader::keep_end);
+        LineReader lines(file_ ? std::string_view(*file_) : std::string_view(), kLevelLine);
         std::string_view line;
         while (lines.next(&line)) {
             if (line.substr(0, prefix.length()) != prefix.view())
                 continue;
-            // The line end, or the last character of a line without one.
-            line.remove_suffix(line.empty() ? 0 : 1);
+            line.remove_suffix(lines.ended() ? 0 : 1); // its last character goes, line end or not
             const FixedText<kLevelLine + 1> value(line.substr(std::min(line.size(), line.find('=') + 1)));
             return to_int32(value.c_str());
         }

@@ -10,6 +10,12 @@ using GlobalValue = FixedText<TAMBA_GLBV_SIZE>;
 // it, the other would create files of such names in the working directory).
 bool read_global(const char *name, GlobalValue *value);
 
+// Its value, or a replacement for an unknown one.
+std::string global_or(const char *name, const char *replacement);
+
+// glbv with the result in value itself, which is not null and of TAMBA_GLBV_SIZE; returns value.
+char *serve_variable(char function, const char *name, char *value);
+
 // The caller's buffer, or an emptied one of the thread for a caller that has none.
 char *buffer_or_own(char *value);
 

@@ -4,7 +4,6 @@
 
 #include <foundation/text.h>
 
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -36,25 +35,3 @@ private:
     std::shared_ptr<const std::string> text_;
     FixedText<1024> path_;
 };
-
-// Goes through text in lines of at most limit characters; the rest of a longer line comes as a line of its
-// own, and a line ends at a NUL byte.  With keep_end a line keeps its line feed, for callers that cut the
-// last character whatever it is.  A CR LF counts as one line end.
-class LineReader {
-public:
-    enum End { drop_end, keep_end };
-    LineReader(std::string_view text, size_t limit, End end = drop_end)
-        : rest_(text), limit_(limit), end_(end)
-    {
-    }
-    bool next(std::string_view *line);
-
-private:
-    std::string_view rest_;
-    size_t limit_;
-    End end_;
-};
-
-// The same rule for streams: fgets for a buffer of size characters, a final CR LF turned into LF.  The line
-// end stays, as callers count on it to see whether a line was cut.  False at the end of the file.
-bool read_line(std::FILE *stream, char *line, size_t size);

@@ -1,10 +1,10 @@
 // Searching texts for lines that match.
 #pragma once
 
-#include <string>
 #include <string_view>
 
-// One text to be found in many others: memchr looks for the character of it that is likely to be the rarest.
+// One text to be found in many others, which outlives its finder: memchr looks for the character of it that is likely
+// to be the rarest.
 class TextFinder {
 public:
     explicit TextFinder(std::string_view text);
@@ -18,11 +18,11 @@ public:
     }
 
 private:
-    const std::string text_;
+    const std::string_view text_;
     const size_t rare_; // position of the character that is looked for
 };
 
-// A search pattern taken apart; "a|AND|b", "a|OR|b" or one text.
+// A search pattern taken apart; "a|AND|b", "a|OR|b" or one text.  The pattern outlives it.
 class LinePattern {
 public:
     explicit LinePattern(std::string_view pattern);

@@ -1,6 +1,8 @@
 // Queues of blocks.
 #include <tamba/options.h>
 
+#include <foundation/alloc.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -22,21 +24,18 @@ void free_item(FIFOItem *item)
 
 FIFOList *CreateFIFOList(void)
 {
-    return static_cast<FIFOList *>(std::calloc(1, sizeof(FIFOList)));
+    return static_cast<FIFOList *>(allocate_zeroed(sizeof(FIFOList)));
 }
 
 int32_t PushFIFOItem(FIFOList *list, const void *data, int32_t size)
 {
     if (!list || size < 0 || (!data && size > 0))
         return 0;
-    auto *const item = static_cast<FIFOItem *>(std::calloc(1, sizeof(FIFOItem)));
+    AllocatedText copy = allocate_text(static_cast<size_t>(size) + 1);
+    auto *const item = static_cast<FIFOItem *>(copy ? allocate_zeroed(sizeof(FIFOItem)) : nullptr);
     if (!item)
         return 0;
-    item->data = std::malloc(static_cast<size_t>(size) + 1);
-    if (!item->data) {
-        std::free(item);
-        return 0;
-    }
+    item->data = copy.release();
     copy_bytes(item->data, data, size);
     item->size = size;
     (list->last ? list->last->next : list->first) = item;

@@ -1,7 +1,8 @@
 // The message table and the compile-time checks that keep its five variants alike.
 #pragma once
 
-#include <array>
+#include <foundation/text.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -28,21 +29,19 @@ inline constexpr MessageRow kMessages[] = {
 
 constexpr size_t kTagLength = 12;
 
-// One conversion of a format: the letter that decides the argument's type; 0 at the end of the format.
+// The letter of the next conversion that takes an argument; '?' for one that is more than flags, width and precision,
+// 0 at the end of the format.
 constexpr char next_conversion(std::string_view format, size_t &at)
 {
-    while (at < format.size()) {
-        if (format[at++] != '%')
-            continue;
-        while (at < format.size() &&
-               std::string_view("-+ #0123456789.l").find(format[at]) != std::string_view::npos)
-            ++at;
-        if (at == format.size())
+    while (const Conversion found = find_conversion(format, at)) {
+        at = found.end;
+        const std::string_view text = format.substr(found.begin, found.end - found.begin - 1);
+        if (!found.letter || text.find_first_of("*'hlLqjztI") != std::string_view::npos)
             return '?';
-        const char letter = format[at++];
-        if (letter != '%')
-            return letter;
+        if (found.letter != '%')
+            return found.letter;
     }
+    at = format.size();
     return 0;
 }
 

@@ -13,7 +13,7 @@ namespace {
 constexpr char kModule[] = "esebcli2.dll"; // the backup client library of the database engine
 using ErrorText = FixedText<1024>;
 
-// Says why the module gave no text; what it could not be asked for is what the caller reads if nothing else is found.
+// Traces why the module gave no text.  What it leaves in text one of the later attempts replaces.
 void explain_module_failure(PlMessage outcome, uint32_t code, ErrorText *text)
 {
     const int32_t reason = pl_last_error().number;
@@ -26,7 +26,8 @@ void explain_module_failure(PlMessage outcome, uint32_t code, ErrorText *text)
     else
         own_trace("Calling FormatMessage with 0x%x (module esebcli2.dll) failed: error code %d", code,
                   reason);
-    if (pl_system_message(static_cast<uint32_t>(reason), text->data(), text->size()) == PlMessage::found) {
+    if (pl_system_message(static_cast<uint32_t>(reason), text->data(), text->capacity()) ==
+        PlMessage::found) {
         own_trace("Message for last error code %d: %s", reason, text->c_str());
         return;
     }
@@ -38,14 +39,14 @@ void explain_module_failure(PlMessage outcome, uint32_t code, ErrorText *text)
 // Asks the module, then the RPC runtime; false when neither knows the code.
 bool special_text(uint32_t code, ErrorText *text)
 {
-    const PlMessage outcome = pl_module_message(kModule, code, text->data(), text->size());
+    const PlMessage outcome = pl_module_message(kModule, code, text->data(), text->capacity());
     if (outcome == PlMessage::found)
         return true;
     if (outcome == PlMessage::unavailable)
         return false;
     explain_module_failure(outcome, code, text);
     own_trace("May be RPC error code so try DceErrorInqText with 0x%x", code);
-    if (pl_rpc_message(code, text->data(), text->size()) == PlMessage::found)
+    if (pl_rpc_message(code, text->data(), text->capacity()) == PlMessage::found)
         return true;
     own_trace("DceErrorInqText(%x) failed", code);
     own_trace("Try FormatMessage with %x from system", code);
@@ -54,7 +55,7 @@ bool special_text(uint32_t code, ErrorText *text)
 
 bool system_text(uint32_t code, ErrorText *text)
 {
-    if (pl_system_message(code, text->data(), text->size()) == PlMessage::found)
+    if (pl_system_message(code, text->data(), text->capacity()) == PlMessage::found)
         return true;
     char reason[256] = "";
     pl_error_text(pl_last_error().number, reason, sizeof reason);

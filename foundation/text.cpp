@@ -17,6 +17,25 @@ void copy_text(char *out, size_t size, std::string_view text)
     out[length] = '\0';
 }
 
+namespace {
+
+// A width or precision of so many digits: C libraries fail on it, some with an overflow of the stack.
+bool asks_too_much(std::string_view format)
+{
+    constexpr int kMostDigits = 5;
+    for (Conversion found = find_conversion(format, 0); found; found = find_conversion(format, found.end)) {
+        int digits = 0;
+        for (const char c : format.substr(found.begin, found.end - found.begin)) {
+            digits = is_digit(c) ? digits + 1 : 0;
+            if (digits > kMostDigits)
+                return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
 void append_text(char *out, size_t size, std::string_view text)
 {
     if (!out || size == 0)
@@ -25,35 +44,43 @@ void append_text(char *out, size_t size, std::string_view text)
     copy_text(out + used, size - used, text);
 }
 
-size_t format_text_v(char *out, size_t size, const char *format, va_list arguments)
+size_t format_text_v(char *out, size_t size, const char *format, va_list arguments, const char *instead)
 {
-    const int needed = std::vsnprintf(out, size, format, arguments);
+    const bool foreign = *instead != '\0'; // not a format of ours
+    const int needed =
+        foreign && asks_too_much(format) ? -1 : std::vsnprintf(out, out ? size : 0, format, arguments);
     if (needed >= 0)
         return static_cast<size_t>(needed);
-    copy_text(out, size, "");
-    return 0;
+    copy_text(out, size, instead);
+    return std::strlen(instead);
 }
 
 size_t format_text(char *out, size_t size, const char *format, ...)
 {
-    va_list arguments;
-    va_start(arguments, format);
-    const size_t needed = format_text_v(out, size, format, arguments);
-    va_end(arguments);
+    size_t needed = 0;
+    TAMBA_WITH_ARGUMENTS(format, needed = format_text_v(out, size, format, arguments));
     return needed;
+}
+
+std::string format_string(const char *format, ...)
+{
+    va_list arguments, again;
+    va_start(arguments, format);
+    va_copy(again, arguments);
+    std::string text(format_text_v(nullptr, 0, format, arguments), '\0');
+    format_text_v(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    va_end(arguments);
+    return text;
 }
 
 void drop_incomplete_conversion(char *format)
 {
-    char *at = format;
-    while ((at = std::strchr(at, '%')) != nullptr) {
-        char *const end = at + 1 + std::strspn(at + 1, "-+ #0123456789.*'hlLqjzt");
-        if (*end == '\0') {
-            *at = '\0';
-            return;
-        }
-        at = end + 1;
-    }
+    Conversion last{0, 0, '%'};
+    while (last && last.letter)
+        last = find_conversion(format, last.end);
+    if (last)
+        format[last.begin] = '\0';
 }
 
 bool begins_ignoring_case(std::string_view text, std::string_view prefix)

@@ -16,3 +16,6 @@ std::tm local_time_now();
 
 // The present time as a display stamp, "2008-02-14 10:30:00 Thu".
 FixedText<TAMBA_TIME_SIZE> display_stamp_now();
+
+// cm_convert_time; format, if not null, receives the form that fitted.
+char *read_stamp(char *text, std::tm *tm, const char **format);

@@ -15,7 +15,8 @@ TAMBA_BEGIN
  * file     path of the ini file
  * section  with its brackets, e.g. "[Pathes]"; matched without regard to case, as a prefix of the header
  *          without its closing bracket; NULL or "" searches from the first line to the first header
- * key      matched without regard to case; "key=" must begin the line, without blanks around "="
+ * key      matched without regard to case; "key=" must begin the line, without blanks around "=".  Of section and of
+ *          "key=" the first 63 characters count; lines are read in pieces of 1023
  * value    receives the text after "=", trailing blanks cut, its first "%(name)" replaced by the value of
  *          that key (same section, then "[DEFAULT]"); cut to value_size - 1 characters; untouched on failure
  * err      receives the reason on failure; may be NULL
@@ -50,8 +51,10 @@ TAMBA_API int32_t i_READ_INI(const char *value_name, const char *section, const 
                              int32_t value_size, char *err, int32_t err_size);
 
 /* Loads the ini file that value_name names (as i_READ_INI) into an iniparser dictionary, entries
- * "section:key" in lower case, in iniparser's own syntax.  Returns the dictionary, which the caller frees
- * with iniparser_freedict, or NULL and the reason in err. */
+ * "section:key" in lower case, in iniparser's own syntax: one line that this does not know refuses the whole file, also
+ * where i_READ_INI reads it.  Returns the dictionary, which the caller frees with iniparser_freedict, or NULL and the
+ * reason in err, with the first such line and its number.  Thread-safe; iniparser's error callback, one for the process,
+ * is afterwards its default. */
 struct _dictionary_;
 TAMBA_API struct _dictionary_ *p_PARSE_INI(const char *value_name, char *err, int32_t err_size);
 
@@ -63,20 +66,28 @@ TAMBA_API int32_t i_INI_SCAN(char *out);
  *
  * function  its first character counts: "r" read, "R" read and delete, "w" write, "d" delete
  * name      names that begin with "gv_" are registry values, all others text files "<name>.sgv" in the
- *           directory "gv_rw_glbv".  For "d", a "*" deletes every registry variable whose name contains the
- *           part before and the part after it.  "MyVersion" reads this library's version.
+ *           directory "gv_rw_glbv"; of these a name that holds a separator or ".." is unknown.  For "d", a "*"
+ *           in a name that begins with it or with "gv_" deletes every registry variable whose name contains
+ *           the part before the first "*" and the part after it.  "MyVersion" reads this library's version.
  * value     TAMBA_GLBV_SIZE; receives the value read ("gv_" variables up to 511 characters, files up to
  *           255), holds the value to write.  NULL: a buffer of the calling thread stands in, valid until its
  *           next call without one ("w" then writes "").
  *
- * Returns value, never NULL; for "w" on a file a static buffer.  A result that begins with "?" means that the variable
- * is unknown or could not be written.  Threads: reading is thread-safe; "w" on files shares the static
- * buffer. */
+ * Returns value, never NULL; for "w" on a file a static buffer, which alone then tells a failure.  A result that
+ * begins with "?" means that the variable is unknown, not readable or could not be written; nothing is deleted unread.
+ * Readers in other processes see the old text or the new one.  Threads: "w" on files shares the static buffer; all else
+ * is thread-safe. */
 TAMBA_API char *glbv(const char *function, const char *name, char *value);
 
 /* The same service on any host: name may be a host name, ":" and the variable's name.  This host and
- * "localhost" are served by glbv; failures on other hosts read "?? GLBV: ...".  value: TAMBA_GLBV_SIZE
- * or NULL, as for glbv.  Returns value, never NULL. */
+ * "localhost" are served as by glbv; failures on other hosts read "?? GLBV: ...", and "d" there reads the value, too.
+ * A name or a value that the client's shell would take for more than a word is refused there ("?? GLBV: value not
+ * allowed"): quotes, control characters, ; & | < > $ % ^ `, in a value also patterns and a backslash at its end.
+ *
+ * value  TAMBA_GLBV_SIZE or NULL, as for glbv; a failed "w" leaves "???" in it
+ *
+ * Returns value, never NULL.  Sets up the module TB_GLBV with v_set_log_main, which sets eLang.  Threads: as
+ * v_set_log_main; calls for other hosts also share the process's answer file (make_answ_file_name). */
 TAMBA_API char *master_glbv(const char *function, const char *name, char *value);
 
 /* Replaces a leading global variable, ended by ":" or the end of text, by its value.  text:
@@ -93,8 +104,9 @@ TAMBA_API int32_t resolve_path(char *text);
  * command  the command line; "tb_db ..." and "tb_tbs_interface ..." get directories of their own
  *
  * Returns 1 set or nothing to do, 0 a variable could not be set or "gv_port_db" is missing for a database
- * program, -1 "[PATHES]" "gv_ro_bin" missing, -2 no PATH, -3 PATH would reach 2000 characters, -4 PATH could
- * not be set.  Threads: calls wait for each other; the program's own code must not use the environment meanwhile. */
+ * program, -1 "[PATHES]" "gv_ro_bin" missing, -2 no PATH, -3 PATH would reach 2000 characters ("PATH=" counts when
+ * something is added), -4 PATH could not be set.  Threads: calls wait for each other; the program's own code must not
+ * use the environment meanwhile. */
 TAMBA_API int32_t i_setenv_tamba(const char *command);
 
 TAMBA_END

@@ -23,19 +23,23 @@ TAMBA_BEGIN
  * A line is read up to 511 characters, the rest counts as a line of its own; its text ends at a zero byte.  CR LF
  * ends a line as LF does.
  *
- * Return 1 found, 0 not found or not readable; pattern is unchanged then.  Thread-safe. */
+ * Return 1 found, 0 not found or not readable to its end; pattern is unchanged then.  Thread-safe. */
 TAMBA_API int32_t file_search(const char *file, char *pattern);
 TAMBA_API int32_t file_rev_search(const char *file, char *pattern);
 
 /* Reads lines of a stream until one matches.
  *
- * line    512; receives the last line read, with its line end
+ * line    512; receives the last line read, with its line end: one line feed, also where the file has CR LF
  * mode    'a': first and second must stand in the line, 'o': either, any other: first
  *
  * Returns 1, or 0 at the end of the file.  A stream belongs to one thread. */
 TAMBA_API int32_t i_SEEK_STRING(FILE *stream, char *line, const char *first, const char *second, char mode);
 
-/* Sorts the lines of a text file by their bytes.  Returns the sorting program's exit code, 0 when it succeeded. */
+/* Sorts the lines of a text file with the system's sorting program, which must be on PATH: by their bytes on Linux;
+ * Windows' own ignores the case of letters.  input and output may be the same file.
+ *
+ * Returns the program's exit code, 0 when it succeeded, or -1: it could not be started, or a name cannot stand in a
+ * command (Windows: a quote, a line end, two "%", more than 8100 characters in all); nothing was sorted then. */
 TAMBA_API int32_t sort_file(const char *input, const char *output);
 
 /* Does nothing and returns 0: rights are the site's own business. */

@@ -10,8 +10,8 @@
  * An element of size 0 cannot be told from the head: iterations end there, so callers insert none.
  *
  * list, dest and src are heads; elm, at and results of type void * are element handles.  No function checks its
- * arguments.  When memory is short the functions that copy print "In <function>: malloc returned NULL" on standard
- * error and end the process with exit code -1.  A list belongs to one thread; the sorts to one thread of the
+ * arguments.  When memory is short the functions that make lists and elements print "In CreatLL: malloc returned NULL" or
+ * "In InsLLf: malloc returned NULL" on standard error and end the process with exit code -1.  A list belongs to one thread; the sorts to one thread of the
  * process at a time. */
 #ifndef TAMBA_LISTS_H
 #define TAMBA_LISTS_H
@@ -118,7 +118,8 @@ TAMBA_API int32_t IsEmptyLL(const LLHead *list);
 TAMBA_API uint32_t SizeLL(const LLHead *list);
 /* Position from 1; 0 when elm is not in the list. */
 TAMBA_API uint32_t IndexElmLL(const LLHead *list, const void *elm);
-/* A new array of SizeLL + 1 pointers: list itself, then the elements in order.  Freed with free. */
+/* A new array of SizeLL + 1 pointers: list itself, then the elements in order.  Freed with free.  NULL when memory is
+ * short. */
 TAMBA_API void **LookInLL(LLHead *list);
 
 /* ---- whole lists ---- */
@@ -128,7 +129,8 @@ TAMBA_API void **LookInLL(LLHead *list);
 TAMBA_API int32_t ApplyLL(LLHead *list, LLApply fn);
 /* Turns the order round. */
 TAMBA_API void ReverseLL(LLHead *list);
-/* Sort ascending; return list.  MergeSortLL keeps equal elements in their order, SysSortLL need not. */
+/* Sort ascending; return list.  MergeSortLL keeps equal elements in their order, SysSortLL need not; it takes memory for
+ * a handle of each element and sorts as MergeSortLL does when there is none. */
 TAMBA_API LLHead *SysSortLL(LLHead *list, LLCompare compare);
 TAMBA_API LLHead *MergeSortLL(LLHead *list, LLCompare compare);
 

@@ -29,7 +29,7 @@ TAMBA_API int getopt(int argc, char *const argv[], const char *optstring) TAMBA_
 /* getopt with a state of its own, which cannot be reset: it serves one argument vector per process.  Only "-"
  * introduces options.
  *
- * value  TAMBA_OPTION_SIZE; receives the option's argument, "" without one; behind "-" or "--" the word "+" and the
+ * value  TAMBA_OPTION_SIZE, or NULL; receives the option's argument, "" without one; behind "-" or "--" the word "+" and the
  *        index of the first operand */
 TAMBA_API int mygetopt(int argc, char *const argv[], const char *optstring, char *value);
 
@@ -64,7 +64,7 @@ TAMBA_API int32_t str_elem(int32_t index, char separator, const char *text, char
 TAMBA_API int32_t cm_split(const char *text, const char *separator, char ***array);
 TAMBA_API void FreeSplitList(char **array);
 
-/* Appends texts, with their terminators, to a list.  The last argument is (char *)0.  Returns 0. */
+/* Appends texts, with their terminators, to a list, as InsLastLLf does.  The last argument is (char *)0.  Returns 0. */
 TAMBA_API int32_t InsArgvLL(LLHead *list, const char *text, ...);
 
 /* A queue of blocks: what is pushed first is pulled first.  A queue belongs to one thread. */
@@ -82,7 +82,8 @@ typedef struct FIFOList {
 /* A new, empty queue; NULL when memory is short. */
 TAMBA_API FIFOList *CreateFIFOList(void);
 
-/* Appends a copy of size bytes.  Returns 1, or 0: no queue, a negative size or no memory. */
+/* Appends a copy of size bytes.  Returns 1, or 0 with the queue as it was: no queue, no data, a negative size or no
+ * memory. */
 TAMBA_API int32_t PushFIFOItem(FIFOList *list, const void *data, int32_t size);
 
 /* Removes the first block and copies it to out, which must hold it.  Returns 1 and the size, or 0 with out and size

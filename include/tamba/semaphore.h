@@ -20,7 +20,8 @@ typedef struct SemaRecord {
 } SemaRecord;
 
 /* Takes, releases or inquires a semaphore.  The semaphore is the lock on the first byte of the file
- * "<name>.sem" in the directory "sem" below "[Pathes]" "gv_rw_work" of the ini file (created when missing);
+ * "<name>.sem" in the directory "sem" below "[Pathes]" "gv_rw_work" of the ini file (created when missing; the
+ * reading of the ini file may be 5 ms old);
  * the file holds process id and requester of its present or last holder.  The lock ends with the release or
  * with the process, whichever is first, and does not pass to programs that the holder starts.
  *

@@ -12,6 +12,10 @@
  *   Ownership   what a function allocates for the caller is said where it happens, with the function that
  *               frees it.  Windows: program and library must share one C runtime, because FILE pointers and
  *               allocated blocks cross the border.
+ *   Memory      what grows with the data of a call (rows, answers, statements, elements, texts of any length) is taken
+ *               so that its lack is an error of that call like any other, where its declaration does not say that
+ *               the process ends.  For the small needs of every call (names, paths, a line, the configuration's
+ *               files) there is no such error: without memory for them the process ends, through abort.
  *   Threads     functions work on their arguments and may run in parallel unless the declaration names
  *               process-wide state; a record belongs to one thread at a time.
  */
@@ -22,6 +26,8 @@
 #include <tamba/config.h>
 #include <tamba/control.h>
 #include <tamba/db.h>
+#include <tamba/drive.h>
+#include <tamba/eol.h>
 #include <tamba/files.h>
 #include <tamba/lists.h>
 #include <tamba/media.h>
@@ -34,6 +40,8 @@
 #include <tamba/semaphore.h>
 #include <tamba/text.h>
 #include <tamba/time_stamp.h>
+#include <tamba/timing.h>
 #include <tamba/trace.h>
+#include <tamba/volume.h>
 
 #endif

@@ -38,6 +38,15 @@
 #define TAMBA_PRINTF(format_index, first_argument)
 #endif
 
+/* For functions that end the program. */
+#if defined(__GNUC__)
+#define TAMBA_NORETURN __attribute__((noreturn))
+#elif defined(_MSC_VER)
+#define TAMBA_NORETURN __declspec(noreturn)
+#else
+#define TAMBA_NORETURN
+#endif
+
 /* A C library that declares the bounded copies itself (glibc from 2.38 on, the BSDs) does so with attributes
  * of its own, which a second declaration may not repeat or contradict. */
 #if defined(__GLIBC__)

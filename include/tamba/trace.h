@@ -41,17 +41,20 @@ TAMBA_API int32_t log_check(const char *module);
 /* Writes one trace line, whatever the level: the caller tests ctx->level first.
  *
  * format  printf-style; a leading "+" deepens and a leading "-" shortens the indentation.  The line is built
- *         from at most 1023 characters of time, indentation and format; arguments are written whole.  User
- *         data belongs into arguments, never into the format.  Exactly "COPY_FILE": the next argument names
- *         a text file whose lines are copied into the trace.
+ *         from at most 1023 characters of time, indentation and format; arguments are written whole, or up to
+ *         4094 characters of the line when memory is short.  A line that cannot be made (a width of six digits)
+ *         is its format.  User data belongs into arguments, never into the format.  Exactly "COPY_FILE": the next
+ *         argument names a text file whose lines are copied into the trace, as long as it was when it was opened,
+ *         in pieces of 254 characters; each loses its last character, its line end
  *
  * The file is opened, appended to and closed for each line, so processes share it by whole lines; a file
  * that cannot be opened loses the line silently.  Changes neither errno nor the last system error.
  * Threads: lines are whole; the indentation is meaningful for one thread at a time. */
 TAMBA_API void WRITE_TRACE(TraceContext *ctx, const char *format, ...);
 
-/* Writes a line to the library's own context when its level is above 1; time, indentation and text are cut to
- * 1023 characters.  "%%" in the finished text becomes "%"; any other "%" stays.  Silent before the first v_set_log_main. */
+/* Writes a line to the library's own context, which the first v_set_log_main fills, when its level is above 1; time,
+ * indentation and text are cut to 1023 characters.  A text that cannot be made is its format.  "%%" in the finished text
+ * becomes "%"; any other "%" stays.  Threads: lines are whole. */
 TAMBA_API void trace(const char *format, ...) TAMBA_PRINTF(1, 2);
 
 TAMBA_END
