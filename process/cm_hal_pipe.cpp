@@ -15,13 +15,15 @@
 namespace {
 
 constexpr int32_t kStillActive = 259;
+constexpr int32_t kUnknown = -1; // the program has ended, and its code is not to be had
 
 // What the program's end tells; a program that runs on is not waited for.
 int32_t exit_code(const PIPE &pipe)
 {
     int32_t code = kStillActive;
     pl_child_wait_exit(pipe.process, pipe.output, pipe_timing.exit_ms);
-    pl_process_exit_code(pipe.process, &code);
+    if (!pl_process_exit_code(pipe.process, &code))
+        code = pl_wait(pipe.process, 0) == PlWait::timed_out ? kStillActive : kUnknown;
     own_trace("Got exit code from Subprocess: %d", code);
     if (code != kStillActive)
         return code;
@@ -87,7 +89,7 @@ int32_t iPIPE_CLOSE(PIPE *pipe)
 
 int32_t iGetErrorMsg(char *msg, int32_t msg_size, const char *prefix)
 {
-    const int32_t number = pl_last_error().number; // before anything else can change it
+    const int32_t number = pl_system_error(); // before anything else can change it
     const size_t size = static_cast<size_t>(msg_size > 0 ? msg_size : 0);
     char text[1024] = "";
     const bool known =

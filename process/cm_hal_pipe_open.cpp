@@ -2,12 +2,11 @@
 #include <tamba/pipes.h>
 
 #include <foundation/alloc.h>
-#include <foundation/glbv.h>
 #include <foundation/trace_scope.h>
 #include <platform/child_pipe.h>
-#include <process/exe_file_name.h>
 #include <process/pipe_timing.h>
 #include <process/pipe_watch.h>
+#include <process/program_path.h>
 
 #include <algorithm>
 #include <string>
@@ -70,15 +69,6 @@ int32_t refuse(char *msg, int32_t msg_size, const char *format, const char *text
     return 0;
 }
 
-// The full path of a program, relative to the program directory.
-bool find_program(const char *program, std::string *path)
-{
-    GlobalValue directory;
-    if (!read_global("gv_ro_bin", &directory))
-        directory.assign(""); // an absolute program starts all the same
-    return pl_full_path(directory.c_str(), program, path);
-}
-
 int32_t start_failure(PlChildStart outcome, const char *program, PIPE *pipe, char *msg, int32_t msg_size)
 {
     switch (outcome) {
@@ -109,7 +99,7 @@ int32_t start(const std::string &path, std::string_view rest, std::string_view m
               int32_t msg_size, PIPE *pipe)
 {
     // A name without any dot, directories included, is that of a program without its ending.
-    const std::string exe = exe_file_name(path.c_str());
+    const std::string exe = exe_file_name(path);
     const bool blanks = path.find_first_of(" \t") != path.npos;
     std::string line = blanks ? "\"" + path + "\"" : path;
     line += rest;
@@ -144,22 +134,17 @@ int32_t open(const char *cmd, const char *mode, char *msg, int32_t msg_size, PIP
     Command command;
     if (!split(cmd, &command))
         return refuse(msg, msg_size, "Error: Closing \" missing in [%s]", cmd);
-    copy_text(program.get(), std::min(size, kProgramLength + 1), command.program);
+    // A shortened name could be that of another program.
     if (command.program.size() > kProgramLength)
-        own_trace("iPIPE_OPEN: pszCmdBuffer shortened: [%s]", program.get());
-    std::string path;
-    if (!find_program(program.get(), &path))
+        return refuse(msg, msg_size, "Error: Program name is longer than 259 characters: [%s]", cmd);
+    copy_text(program.get(), size, command.program);
+    std::string path; // an absolute program starts without a program directory, too
+    if (!pl_full_path(program_directory().c_str(), program.get(), &path))
         return fail(pipe, msg, msg_size, "GetFullPathName() failed: ");
     return start(path, command.rest, mode, msg, msg_size, pipe);
 }
 
 } // namespace
-
-std::string exe_file_name(const char *name)
-{
-    const std::string text = text_or_empty(name);
-    return text.find('.') == std::string::npos ? text + ".exe" : text;
-}
 
 int32_t iPIPE_OPEN(const char *cmd, const char *mode, char *msg, int32_t msg_size, PIPE *pipe)
 {

@@ -2,57 +2,13 @@
 
 #include <foundation/trace_scope.h>
 #include <platform/child_pipe.h>
-#include <platform/error.h>
 #include <platform/event.h>
 #include <platform/thread.h>
 #include <process/pipe_timing.h>
 
-#include <mutex>
-#include <unordered_map>
-
 namespace {
 
 constexpr uint32_t kBrokenPipe = 109;
-
-// What a watching thread works on: handles of its own, because the child's are closed before it ends.
-struct Watch {
-    TB_HANDLE child, stop;
-    ~Watch()
-    {
-        pl_close(child);
-        pl_close(stop);
-    }
-};
-
-// The events that stop the watches, by the handle that the caller of begin_watch holds.
-class StopEvents {
-public:
-    void add(TB_HANDLE watch, TB_HANDLE stop)
-    {
-        const std::lock_guard lock(mutex_);
-        events_[watch] = stop;
-    }
-    TB_HANDLE take(TB_HANDLE watch)
-    {
-        const std::lock_guard lock(mutex_);
-        const auto found = events_.find(watch);
-        if (found == events_.end())
-            return nullptr;
-        const TB_HANDLE stop = found->second;
-        events_.erase(found);
-        return stop;
-    }
-
-private:
-    std::mutex mutex_;
-    std::unordered_map<TB_HANDLE, TB_HANDLE> events_;
-};
-
-StopEvents &stop_events()
-{
-    static StopEvents *const events = new StopEvents;
-    return *events;
-}
 
 // Takes suspensions back until one at most is left.  Returns how often the child was suspended.
 int32_t resume_child(TB_HANDLE child)
@@ -76,18 +32,16 @@ int32_t resume_child(TB_HANDLE child)
     }
 }
 
-uint32_t vControlSubprocess(void *passed)
+uint32_t vControlSubprocess(void *child, TB_HANDLE stop)
 {
-    const Watch *const watch = static_cast<Watch *>(passed);
     int32_t suspended = 0;
     PlEither outcome;
-    while ((outcome = pl_wait_either(watch->child, watch->stop, pipe_timing.watch_slice_ms)) ==
-           PlEither::timed_out) {
-        const int32_t count = resume_child(watch->child);
+    while ((outcome = pl_wait_either(child, stop, pipe_timing.watch_slice_ms)) == PlEither::timed_out) {
+        const int32_t count = resume_child(child);
         if (suspended == 0)
             suspended = count;
     }
-    delete watch;
+    pl_close(child);
     own_trace("vControlSubprocess: WaitForSingleObject returned %d",
               outcome == PlEither::failed ? -1 : static_cast<int>(outcome));
     if (suspended == 0)
@@ -98,36 +52,28 @@ uint32_t vControlSubprocess(void *passed)
 
 } // namespace
 
+// The thread has a handle of its own: the caller's is closed before the child ends.
 TB_HANDLE begin_watch(TB_HANDLE child_thread)
 {
-    auto *const watch = new Watch{pl_duplicate(child_thread), pl_event_create()};
-    const TB_HANDLE stop = watch->stop ? pl_duplicate(watch->stop) : nullptr;
-    TB_HANDLE thread = nullptr;
-    if (!watch->child || !stop || !pl_thread_start(vControlSubprocess, watch, &thread)) {
-        const PlError reason = pl_last_error(); // of what is missing; closing it fails, too
-        pl_close(stop);
-        delete watch;
-        pl_set_error(reason);
-        return nullptr;
-    }
-    stop_events().add(thread, stop);
-    return thread;
+    const TB_HANDLE child = pl_duplicate(child_thread);
+    TB_HANDLE watch = nullptr;
+    if (child && !pl_thread_start(vControlSubprocess, child, &watch))
+        pl_close(child);
+    return watch;
 }
 
 int32_t end_watch(TB_HANDLE watch, int32_t child_code)
 {
-    const TB_HANDLE stop = stop_events().take(watch);
     uint32_t code = kBrokenPipe;
     if (pl_wait(watch, pipe_timing.watcher_ms) == PlWait::timed_out) {
         // Ending a thread by force would leave behind what it holds: it is told to end and not waited for.
         own_trace("timeout reached: %d", static_cast<int>(pipe_timing.watcher_ms));
         own_trace(">> call TerminateThread");
-        pl_event_set(stop);
+        pl_thread_stop(watch);
         code = static_cast<uint32_t>(child_code);
     } else if (!pl_thread_exit_code(watch, &code)) {
         code = kBrokenPipe;
     }
-    pl_close(stop);
     pl_close(watch);
     if (code != kBrokenPipe)
         return child_code;

@@ -27,7 +27,7 @@ using SemaPath = FixedText<TAMBA_RESOLVE_SIZE>;
 ErrorText system_text(PlError error)
 {
     ErrorText text;
-    pl_error_text(error.number, text.data(), text.size());
+    pl_error_text(error.number, text.data(), text.capacity());
     return text;
 }
 
@@ -49,7 +49,8 @@ public:
           pid_(static_cast<int32_t>(pl_process_id()))
     {
         path_.format("gv_rw_work:sem\\%s.sem", file_word(record.name).c_str());
-        resolve_path_n(path_.data(), path_.size(), ini);
+        resolve_path_n(path_.data(), path_.capacity(), ini);
+        pl_native_path(path_.data()); // as the messages show it, for operators to paste
         trace_at(trace_, kTraceDetail, "sema file name: '%s'", path_.c_str());
     }
 
@@ -170,7 +171,8 @@ int32_t Operation::not_opened()
 void Operation::make_directory()
 {
     SemaPath directory("gv_rw_work:sem");
-    resolve_path_n(directory.data(), directory.size(), ini_);
+    resolve_path_n(directory.data(), directory.capacity(), ini_);
+    pl_native_path(directory.data());
     FixedText<TAMBA_RESOLVE_SIZE + 64> text;
     text.format("directory %s is missing", directory.c_str());
     sema_report(SemaSeverity::warning, text.c_str(), caller_, trace_);
@@ -340,7 +342,7 @@ void sema_report(SemaSeverity severity, const char *text, TraceContext &caller, 
     const int number = errno;
     const char *const word = kWords[static_cast<size_t>(severity)];
     ErrorText reason;
-    pl_c_error_text(number, reason.data(), reason.size());
+    pl_c_error_text(number, reason.data(), reason.capacity());
     trace_at(caller, kTraceMain, "%s: %s: (%d) %s", word, text, number, reason.c_str());
     trace_at(semaphore, kTraceMain, "[%6d] %s: %s: (%d) %s", static_cast<int32_t>(pl_process_id()), word,
              text, number, reason.c_str());

@@ -12,10 +12,10 @@ int32_t HAL_REDIR(const char *stdinfile, const char *outfile, const char *errfil
     errfile = *text_or_empty(errfile) ? errfile : outfile;
     std::string text;
     if (*outfile && std::string_view(outfile) != "STDOUT")
-        text = std::string_view(outfile) == errfile ? remote_command("1>>%s 2>>&1", outfile)
-                                                    : remote_command("1>>%s 2>>%s", outfile, errfile);
+        text = std::string_view(outfile) == errfile ? format_string("1>>%s 2>>&1", outfile)
+                                                    : format_string("1>>%s 2>>%s", outfile, errfile);
     if (*stdinfile)
-        text += remote_command(" <%s", stdinfile);
+        text += format_string(" <%s", stdinfile);
     if (text.size() >= static_cast<size_t>(std::max(size, 0))) {
         prot_message<Msg::kRedirectionOverflow>(outfile, errfile);
         copy_text(buffer, static_cast<size_t>(std::max(size, 0)), "");

@@ -2,6 +2,7 @@
 #include <tamba/client.h>
 
 #include <foundation/glbv.h>
+#include <foundation/lines.h>
 #include <foundation/messages.h>
 #include <foundation/trace_scope.h>
 #include <platform/files.h>
@@ -13,12 +14,9 @@ namespace {
 constexpr size_t kLineLength = 255;
 
 // The directory for work files; nothing in front of the name when it is unknown.
-GlobalValue work_directory()
+std::string work_directory()
 {
-    GlobalValue directory;
-    if (!read_global("gv_rw_work", &directory))
-        directory.assign("");
-    return directory;
+    return global_or("gv_rw_work", "");
 }
 
 // False when the file cannot be read.  It may be long: the program's listing stands in front of its result.
@@ -41,12 +39,12 @@ bool read_result(const char *file, ResultLines *result)
 
 char *make_answ_file_name(char *path)
 {
-    const GlobalValue directory = work_directory();
+    const std::string directory = work_directory();
     if (directory.empty())
         copy_text(path, TAMBA_ANSW_PATH_SIZE, "");
-    else
-        format_text(path, TAMBA_ANSW_PATH_SIZE, "%srsh_%d.tmp", directory.c_str(),
-                    static_cast<int>(pl_process_id()));
+    else if (format_text(path, TAMBA_ANSW_PATH_SIZE, "%srsh_%d.tmp", directory.c_str(),
+                         static_cast<int>(pl_process_id())) >= TAMBA_ANSW_PATH_SIZE)
+        copy_text(path, TAMBA_ANSW_PATH_SIZE, ""); // a cut path would be another file
     return path;
 }
 
@@ -66,16 +64,17 @@ int32_t i_READ_RSHFILE(const char *file, char *status, char *msg, TraceContext t
     word.format("No tag [STATUS=] found in %s", name.c_str());
     message.format("No tag [MSG=] found in %s", name.c_str());
     ResultLines result;
-    if (read_result(name.c_str(), &result)) {
+    const bool read = read_result(name.c_str(), &result);
+    if (read) {
         if (result.has_status())
             word = result.status();
         if (result.has_message())
             message = result.message();
     } else {
-        message_to<Msg::kInputNotOpened>(message.data(), message.size(), name.c_str());
+        message_to<Msg::kInputNotOpened>(message.data(), message.capacity(), name.c_str());
     }
     copy_text(status, TAMBA_RSH_WORD_SIZE, word.view());
     copy_text(msg, TAMBA_RSH_WORD_SIZE, message.view());
-    return scope.leave(result.found() ? 1 : 0, "--- READ_RSHFILE   %s  %s  %s ", name.c_str(), word.c_str(),
-                       message.c_str());
+    return scope.leave(read && result.found() ? 1 : 0, "--- READ_RSHFILE   %s  %s  %s ", name.c_str(),
+                       word.c_str(), message.c_str());
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <foundation/text.h>
+#include <platform/files.h>
 #include <tamba/remote.h>
 
 #include <string>
@@ -9,13 +10,17 @@
 // REMOTE_CMD, waiting; status receives what the control client said (0 with other access modes and without a call).
 int32_t remote_cmd_status(const char *node, char *cmd, int32_t sync, int32_t *status, TraceContext trace);
 
-// Where a command runs and where its streams go.
+// Whether a node is this host, whose commands need no way to it.
+bool is_own_host(std::string_view node);
+
+using RemoteMessage = FixedText<TB_REMOTE_CMD_SIZE>;
+
+// Where a command runs and where its streams go.  Nothing is cut: a shorter path may be another file.
 struct RemoteTarget {
-    FixedText<1024> node;
-    FixedText<512> output, errors, input;
+    std::string node, output, errors, input;
 
     // "STDOUT" and "-" are the caller's own output.
-    bool writes_file() const { return output.view() != "STDOUT" && output.view() != "-"; }
+    bool writes_file() const { return output != "STDOUT" && output != "-"; }
 };
 
 // What the catalogue says of a client.
@@ -30,7 +35,7 @@ struct RemoteCall {
     int32_t timeout; // seconds, 0 for none
     bool background; // the forms of jrsh and rsh that do not wait
     TraceContext &trace;
-    FixedText<TB_REMOTE_CMD_SIZE> *msg;
+    RemoteMessage *msg;
 };
 
 // The access modes.  1 or 0, msg then holds the reason.
@@ -41,14 +46,18 @@ int32_t remote_by_rsh(const RemoteCall &call);
 // HAL_REDIR for a call; false when it does not fit.
 bool redirection_of(const RemoteTarget &target, std::string *redirection);
 
-// Finds the first line with a pattern in a file and takes it over; false without one.
-bool take_line(const char *file, const char *pattern, FixedText<TB_REMOTE_CMD_SIZE> *msg);
+// What a call adds to a file: a reason of yesterday is not this call's.  Made before the call.
+class NewText {
+public:
+    explicit NewText(const std::string &file) : file_(file) { pl_file_stamp(file.c_str(), &before_); }
+
+    // Finds the first line that holds a text, and takes it over.  anew: the call does not append.
+    bool find(const char *text, bool anew, RemoteMessage *line) const;
+
+private:
+    const std::string &file_;
+    PlFileStamp before_ = {};
+};
 
 // Reports a command when it is traced.
 void report_command(const RemoteCall &call, const char *command);
-
-// Formats a command of any length.
-std::string remote_command(const char *format, ...) TAMBA_PRINTF(1, 2);
-
-// Value of a global variable, or its replacement when it is not set.
-std::string global_or(const char *name, const char *replacement);

@@ -66,11 +66,11 @@ struct Target {
 
 bool resolve(const char *host, Target *target)
 {
-    if (pl_net_resolve(host, target->name.data(), target->name.size(), &target->address))
+    if (pl_net_resolve(host, target->name.data(), target->name.capacity(), &target->address))
         return true;
     own_trace("gethostbyname() failed. Try again.");
     pl_sleep_ms(control_timing.resolve_pause_ms);
-    return pl_net_resolve(host, target->name.data(), target->name.size(), &target->address);
+    return pl_net_resolve(host, target->name.data(), target->name.capacity(), &target->address);
 }
 
 int32_t connect_failed(const Target &target)
@@ -146,7 +146,8 @@ int32_t listen_for_callback(Socket *listener, int32_t low, int32_t high, FixedTe
         return 0;
     }
     uint16_t port = 0;
-    if (!pl_socket_listen(listener->get(), 1) || !pl_socket_port(listener->get(), &port))
+    if (!pl_socket_listen(listener->get(), 1) || !pl_socket_port(listener->get(), &port) ||
+        !pl_socket_set_nonblocking(listener->get(), true))
         return ctrl_call_failed("listen() call failed.");
     port_text->format("%d", static_cast<int>(port));
     return 0;
@@ -157,50 +158,95 @@ bool send_text(PlSocket socket, const char *text)
     return iSendBuffer(socket, text, static_cast<int32_t>(std::strlen(text) + 1)) == 1; // with its zero
 }
 
+// The daemon's answer, byte by byte; all of it has to come within one limit.
+class Answer {
+public:
+    Answer(PlSocket socket, uint32_t limit_ms) : socket_(socket), limit_ms_(limit_ms) {}
+
+    enum class Next { byte, end, late, failed };
+    Next next(uint8_t *byte) const
+    {
+        PlSocketWait wait = {socket_, kPlReadable, 0};
+        size_t got = 0;
+        const int32_t ready = pl_socket_wait(&wait, 1, left());
+        if (ready == 0)
+            return Next::late;
+        if (ready < 0 || !pl_socket_receive(socket_, byte, 1, &got))
+            return Next::failed;
+        return got == 1 ? Next::byte : Next::end;
+    }
+
+private:
+    uint32_t left() const
+    {
+        const uint64_t passed = pl_tick_ms() - begin_;
+        if (limit_ms_ == kPlNoLimit)
+            return kPlNoLimit;
+        return passed < limit_ms_ ? static_cast<uint32_t>(limit_ms_ - passed) : 0;
+    }
+    const PlSocket socket_;
+    const uint32_t limit_ms_;
+    const uint64_t begin_ = pl_tick_ms();
+};
+
 // The daemon refuses: its text up to a line feed, then its status.
-int32_t refusal(PlSocket socket)
+int32_t refusal(const Answer &answer, const Target &target, int32_t timeout)
 {
     ErrorText reply{"CTRLD reply: "};
-    char c = 0;
-    size_t got = 0;
-    size_t length = 0;
-    while (length++ < kLongestRefusal && pl_socket_receive(socket, &c, 1, &got) && got == 1 && c != '\n')
-        reply.append(std::string_view(&c, 1));
-    uint8_t status = 0;
-    if (length > kLongestRefusal || !pl_socket_receive(socket, &status, 1, &got) || got == 0 || status == 0)
-        status = static_cast<uint8_t>(kControlFailure); // a refusal is never a success
+    uint8_t c = 0, status = 0;
+    Answer::Next came;
+    for (size_t length = 0; (came = answer.next(&c)) == Answer::Next::byte && c != '\n'; ++length) {
+        if (length == kLongestRefusal)
+            break;
+        const char text = static_cast<char>(c);
+        reply.append(std::string_view(&text, 1));
+    }
+    if (came == Answer::Next::byte && c == '\n')
+        came = answer.next(&status);
+    if (came == Answer::Next::late) {
+        own_trace("%s", reply.c_str());
+        return ctrl_no_answer(timeout, target.name.c_str());
+    }
     ctrl_failed("%s", reply.c_str());
-    return status;
+    return status != 0 ? status : kControlFailure; // a refusal is never a success
 }
 
-int32_t read_status(PlSocket socket)
+int32_t read_status(PlSocket socket, const Target &target, int32_t timeout)
 {
-    char status = 0;
-    size_t got = 0;
-    if (!pl_socket_receive(socket, &status, 1, &got))
+    const Answer answer(socket, ctrl_answer_ms(timeout));
+    uint8_t status = 0;
+    switch (answer.next(&status)) {
+    case Answer::Next::failed:
         return ctrl_call_failed("recv() call failed.");
-    if (got == 0)
+    case Answer::Next::end:
         return ctrl_failed("ERROR: Server listening on remote port is not a CTRLD Server");
-    return status == 0 ? 0 : refusal(socket);
+    case Answer::Next::late:
+        return ctrl_no_answer(timeout, target.name.c_str());
+    case Answer::Next::byte:
+        break;
+    }
+    return status == 0 ? 0 : refusal(answer, target, timeout);
 }
 
+// Whoever called back may have gone again: the listener does not wait for the next one.
 int32_t accept_callback(PlSocket listener, int32_t timeout, Socket *second)
 {
     const int64_t steps =
         timeout > 0 ? int64_t{timeout} * control_timing.accept_steps_per_second : control_timing.accept_steps;
     PlSocketWait wait = {listener, kPlReadable, 0};
-    int64_t step = 0;
-    int32_t ready = 0;
-    while (step < steps && (ready = pl_socket_wait(&wait, 1, control_timing.accept_step_ms)) == 0)
+    for (int64_t step = 0; step < steps;) {
+        const int32_t ready = pl_socket_wait(&wait, 1, control_timing.accept_step_ms);
+        second->take(ready > 0 ? pl_socket_accept(listener) : kPlNoSocket);
+        if (*second)
+            return pl_socket_set_options(second->get()) ? 0
+                                                        : ctrl_call_failed("Setting socket options failed.");
+        if (ready < 0 || (ready > 0 && pl_last_error().kind != PL_WOULD_BLOCK))
+            return ctrl_call_failed("accept() call failed.");
         if (++step % 100 == 0)
             own_trace("waiting for the daemon to call back: %d of %d", static_cast<int>(step),
                       static_cast<int>(steps));
-    if (ready == 0)
-        return ctrl_failed("accept() call timed out probably due to a Firewall.");
-    second->take(ready > 0 ? pl_socket_accept(listener) : kPlNoSocket);
-    if (!*second)
-        return ctrl_call_failed("accept() call failed.");
-    return pl_socket_set_options(second->get()) ? 0 : ctrl_call_failed("Setting socket options failed.");
+    }
+    return ctrl_failed("accept() call timed out probably due to a Firewall.");
 }
 
 struct Request {
@@ -222,7 +268,7 @@ int32_t set_up(const Target &target, const Request &request, Socket *first, Sock
     if (!send_text(first->get(), port.c_str()) || !send_text(first->get(), request.user) ||
         !send_text(first->get(), request.cmd))
         return ctrl_call_failed("send() call failed.");
-    if (const int32_t status = read_status(first->get()))
+    if (const int32_t status = read_status(first->get(), target, request.timeout))
         return status;
     return listener ? accept_callback(listener.get(), request.timeout, second) : 0;
 }
@@ -234,7 +280,7 @@ int32_t ctrl_failed(const char *format, ...)
     ErrorText text;
     va_list arguments;
     va_start(arguments, format);
-    format_text_v(text.data(), text.size(), format, arguments);
+    format_text_v(text.data(), text.capacity(), format, arguments);
     va_end(arguments);
     keep_first(text.c_str());
     return kControlFailure;
@@ -248,11 +294,32 @@ int32_t ctrl_call_failed(const char *format, ...)
     ErrorText text, whole;
     va_list arguments;
     va_start(arguments, format);
-    format_text_v(text.data(), text.size(), format, arguments);
+    format_text_v(text.data(), text.capacity(), format, arguments);
     va_end(arguments);
     whole.format("%s (%d) %s", text.c_str(), number, reason);
     keep_first(whole.c_str());
     return kControlFailure;
+}
+
+int32_t ctrl_not_written()
+{
+    return ctrl_failed("the command's output could not be written");
+}
+
+uint32_t ctrl_answer_ms(int32_t timeout)
+{
+    if (timeout <= 0)
+        return kPlNoLimit;
+    const int64_t seconds = int64_t{timeout} + control_timing.answer_seconds;
+    return static_cast<uint32_t>(std::min<int64_t>(seconds * control_timing.second_ms, kPlNoLimit - 1));
+}
+
+int32_t ctrl_no_answer(int32_t timeout, const char *host)
+{
+    return ctrl_failed(
+        "no answer from the control daemon within %d s for host: [%s].",
+        static_cast<int>(std::min<int64_t>(int64_t{timeout} + control_timing.answer_seconds, INT32_MAX)),
+        host);
 }
 
 const char *ctrl_first_error()

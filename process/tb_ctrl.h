@@ -14,10 +14,10 @@ struct ControlTiming {
     uint32_t accept_step_ms = 10;    // of the wait for the daemon's call-back
     int32_t accept_steps = 1000;     // without a time-out
     int32_t accept_steps_per_second = 100;
-    uint32_t idle_ms = 1000;         // of a round without activity
-    int32_t rounds_without_code = 5; // when both channels are closed
-    int32_t rounds_with_code = 10;   // when one is still open
-    uint32_t drain_ms = 1000;        // for data behind the exit code: a lost packet comes again meanwhile
+    uint32_t second_ms = 1000;    // of the limit for the daemon's answer
+    int32_t answer_seconds = 120; // of that limit, beyond a time-out
+    uint32_t idle_ms = 1000; // of a silent round behind the exit code: a lost packet comes again meanwhile
+    int32_t rounds_with_code = 10; // such rounds for the channel that has brought none
     uint32_t resend_pause_ms = 1000;
 };
 inline ControlTiming control_timing;
@@ -41,6 +41,14 @@ void ctrl_set_exit_code(int32_t code);
 // Keeps the text of a failure, the first one of a call, and returns 253.  The second form adds the system's error.
 int32_t ctrl_failed(const char *format, ...) TAMBA_PRINTF(1, 2);
 int32_t ctrl_call_failed(const char *format, ...) TAMBA_PRINTF(1, 2);
+
+// The same for output that was lost, whether a write or the close showed it.
+int32_t ctrl_not_written();
+
+// How long a daemon may say nothing where it has to speak, in milliseconds: kPlNoLimit without a time-out.  The second
+// function is the failure of one that does not.
+uint32_t ctrl_answer_ms(int32_t timeout);
+int32_t ctrl_no_answer(int32_t timeout, const char *host);
 
 // The command as it is sent: words joined by one blank, the quotes that grouped them taken away.
 std::string control_command(std::string_view text);

@@ -103,7 +103,7 @@ private:
     bool stopped_ = false;
 };
 
-uint32_t input_thread(void *passed)
+uint32_t input_thread(void *passed, TB_HANDLE)
 {
     const std::unique_ptr<std::shared_ptr<InputRelay>> relay(
         static_cast<std::shared_ptr<InputRelay> *>(passed));
@@ -145,48 +145,59 @@ struct Channel {
     PlSocket socket;
     FILE *out;
     bool open;
+    bool ended = false;   // its exit code has come: silence is its end
     bool written = true;  // everything so far
     bool waiting = false; // data that nobody has seen yet
 };
 
 class OutputRelay {
 public:
-    OutputRelay(PlSocket first, PlSocket second, FILE *output, FILE *errors)
-        : channels_{{first, output, true}, {second, errors, second != kPlNoSocket}}
+    // answer_ms: how long the second channel may be silent when the first has ended without an exit code.
+    OutputRelay(PlSocket first, PlSocket second, const RelayStreams &streams, uint32_t answer_ms)
+        : channels_{{first, streams.output, true}, {second, streams.errors, second != kPlNoSocket}},
+          answer_ms_(answer_ms)
     {
     }
 
-    // Returns the exit code, -1 without one.
-    int32_t run()
+    // Until both channels have ended: the exit code comes in line, nothing follows their ends.
+    void run()
     {
-        int32_t idle = 0;
         while (channels_[0].open || channels_[1].open) {
-            const int32_t ready = wait(code_ < 0 ? kPlNoLimit : control_timing.idle_ms);
-            if (ready < 0)
+            const int32_t ready = wait(patience());
+            if (ready < 0 || (ready == 0 && !bear_silence()))
                 break;
-            idle = ready == 0 ? idle + 1 : 0;
-            if (idle >= control_timing.rounds_with_code)
-                break; // the command has ended, and one channel stays silent
             for (Channel &channel : channels_)
-                if (ready_of(channel) != 0)
-                    serve(channel, ready_of(channel));
-        }
-        for (idle = 0; code_ < 0 && idle < control_timing.rounds_without_code; ++idle) {
-            pl_sleep_ms(control_timing.idle_ms);
-            for (const Channel &channel : channels_)
-                take_code(channel);
+                if (waits_[&channel - channels_].ready != 0)
+                    serve(channel);
         }
         flush();
-        return code_;
     }
+    int32_t code() const { return code_; } // -1 without one
+    bool overdue() const { return overdue_; }
     bool written() const { return channels_[0].written && channels_[1].written; }
 
 private:
     // A command that runs may be silent for as long as it likes.
+    uint32_t patience() const
+    {
+        if (code_ >= 0)
+            return control_timing.idle_ms;
+        return channels_[0].open ? kPlNoLimit : answer_ms_;
+    }
+
+    // False when there is nothing more to wait for.
+    bool bear_silence()
+    {
+        overdue_ = code_ < 0;
+        for (Channel &channel : channels_)
+            channel.open = channel.open && !channel.ended;
+        return !overdue_ && ++silent_rounds_ < control_timing.rounds_with_code;
+    }
+
     int32_t wait(uint32_t milliseconds)
     {
         for (size_t i = 0; i < 2; ++i)
-            waits_[i] = {channels_[i].open ? channels_[i].socket : kPlNoSocket, kPlReadable | kPlUrgent, 0};
+            waits_[i] = {channels_[i].open ? channels_[i].socket : kPlNoSocket, kPlUrgent, 0};
         if (channels_[0].waiting || channels_[1].waiting) {
             if (const int32_t ready = pl_socket_wait(waits_, 2, 0))
                 return ready;
@@ -194,52 +205,26 @@ private:
         }
         return pl_socket_wait(waits_, 2, milliseconds);
     }
-    uint32_t ready_of(const Channel &channel) const { return waits_[&channel - channels_].ready; }
 
-    // True when there was an urgent byte; the first one of both channels is the exit code.
-    bool take_code(const Channel &channel)
-    {
-        uint8_t byte = 0;
-        if (channel.socket == kPlNoSocket || !pl_socket_receive_urgent(channel.socket, &byte))
-            return false;
-        if (code_ < 0)
-            code_ = byte;
-        return true;
-    }
-
-    // One receive for each readiness, the exit code before it: a receive that passed its place would destroy it.
-    void serve(Channel &channel, uint32_t ready)
-    {
-        if ((ready & kPlUrgent) != 0 && take_code(channel))
-            drain(channel);
-        else if ((ready & kPlReadable) != 0 && !receive(channel))
-            channel.open = false;
-    }
-
-    // Data around the exit code are the command's, too.
-    void drain(Channel &channel)
-    {
-        PlSocketWait wait = {channel.socket, kPlReadable, 0};
-        while (pl_socket_wait(&wait, 1, control_timing.drain_ms) > 0 && (wait.ready & kPlReadable) != 0 &&
-               receive(channel)) {
-        }
-        channel.open = false;
-    }
-
-    // False at the end of the data.
-    bool receive(Channel &channel)
+    // The first urgent byte of both channels is the exit code; data around it are the command's, too.
+    void serve(Channel &channel)
     {
         char block[kBlock];
         size_t got = 0;
-        if (!pl_socket_receive(channel.socket, block, sizeof block, &got) || got == 0) {
-            if (code_ < 0)
-                take_code(channel);
-            return false;
+        bool urgent = false;
+        if (!pl_socket_receive_marked(channel.socket, block, sizeof block, &got, &urgent)) {
+            channel.open = pl_last_error().kind == PL_WOULD_BLOCK;
+            return;
         }
-        if (std::fwrite(block, 1, got, channel.out) != got)
-            channel.written = false;
-        channel.waiting = true;
-        return true;
+        silent_rounds_ = 0;
+        channel.open = got > 0;
+        if (urgent) {
+            channel.ended = true;
+            code_ = code_ < 0 ? static_cast<unsigned char>(block[0]) : code_;
+        } else if (got > 0) {
+            channel.written = std::fwrite(block, 1, got, channel.out) == got && channel.written;
+            channel.waiting = true;
+        }
     }
 
     void flush()
@@ -252,33 +237,35 @@ private:
     }
 
     Channel channels_[2];
+    const uint32_t answer_ms_;
     PlSocketWait waits_[2] = {};
     int32_t code_ = -1;
+    int32_t silent_rounds_ = 0;
+    bool overdue_ = false;
 };
 
-int32_t judge(int32_t code, bool written)
+int32_t relay(PlSocket first, PlSocket second, const RelayStreams &streams, int32_t timeout, const char *host)
 {
-    if (code < 0)
-        return ctrl_failed("no exit code received");
-    ctrl_set_exit_code(code);
-    if (!written)
-        return ctrl_failed("the command's output could not be written");
-    return code;
+    OutputRelay receiver(first, second, streams, ctrl_answer_ms(timeout));
+    receiver.run();
+    if (receiver.code() < 0)
+        return receiver.overdue() ? ctrl_no_answer(timeout, host) : ctrl_failed("no exit code received");
+    ctrl_set_exit_code(receiver.code());
+    return receiver.written() ? receiver.code() : ctrl_not_written();
 }
 
 } // namespace
 
-int32_t relay_streams(PlSocket first, PlSocket second, FILE *input, FILE *output, FILE *errors)
+int32_t relay_streams(PlSocket first, PlSocket second, const RelayStreams &streams, int32_t timeout,
+                      const char *host)
 {
-    InputThread sender(first, input);
-    int32_t status;
-    if (sender.started()) {
-        OutputRelay receiver(first, second, output, errors);
-        const int32_t code = receiver.run();
-        status = judge(code, receiver.written());
-    } else {
-        status = ctrl_call_failed("the thread for the input could not be started");
-    }
+    const bool at_once = pl_socket_set_nonblocking(first, true) &&
+                         (second == kPlNoSocket || pl_socket_set_nonblocking(second, true));
+    int32_t status = at_once ? 0 : ctrl_call_failed("Setting socket options failed.");
+    InputThread sender(first, streams.input);
+    if (at_once)
+        status = sender.started() ? relay(first, second, streams, timeout, host)
+                                  : ctrl_call_failed("the thread for the input could not be started");
     own_trace("call shutdown ( hSocket1, 2 )");
     sender.end();
     if (second != kPlNoSocket)

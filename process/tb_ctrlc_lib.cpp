@@ -115,10 +115,9 @@ int32_t run(const PortSpec &spec, const char *node, const char *user, const char
         cm_CloseSocketsAndCleanup(2, first, second);
         return status;
     }
-    status = relay_streams(first, second, input.release(), outputs->output(), outputs->errors());
-    if (!outputs->close() && status == 0)
-        status = ctrl_failed("the command's output could not be written");
-    return status;
+    status =
+        relay_streams(first, second, {input.release(), outputs->output(), outputs->errors()}, timeout, node);
+    return outputs->close() ? status : ctrl_not_written();
 }
 
 } // namespace

@@ -1,13 +1,13 @@
 // Starting, watching and stopping programs.
 #include <tamba/process.h>
 
-#include <foundation/glbv.h>
 #include <foundation/trace_scope.h>
 #include <foundation/version.h>
 #include <platform/child_pipe.h>
 #include <platform/files.h>
 #include <platform/process.h>
 #include <platform/thread.h>
+#include <process/program_path.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -19,14 +19,7 @@ namespace {
 constexpr int32_t kNotWaitedFor = -1;
 constexpr int32_t kNotStarted = -2;
 constexpr int32_t kNoProgram = -3;
-
-// The text of a program's path or command, as long as it takes.
-std::string composed(const char *format, const char *directory, const char *word, const char *rest)
-{
-    std::string text(format_text(nullptr, 0, format, directory, word, rest), '\0');
-    format_text(text.data(), text.size() + 1, format, directory, word, rest);
-    return text;
-}
+constexpr int32_t kNoShell = -1;
 
 // Starts the process and waits for its end.
 int32_t run_process(const std::string &command)
@@ -41,8 +34,8 @@ int32_t run_process(const std::string &command)
     const PlWait outcome = pl_wait(process, kPlForever);
     int32_t code = kNotWaitedFor;
     const bool ended = outcome == PlWait::ended || outcome == PlWait::timed_out;
-    if (ended)
-        pl_process_exit_code(process, &code);
+    if (ended && !pl_process_exit_code(process, &code))
+        own_trace("the exit code of %d cannot be read", static_cast<int>(pid));
     pl_close(process);
     if (outcome == PlWait::ended) // this wording for the normal end is what readers of the traces know
         own_trace("Subprocess %d has got a signal", static_cast<int>(pid));
@@ -66,24 +59,33 @@ ProgramCommand find_program(std::string_view text)
 {
     const std::string command(text.substr(std::min(text.find_first_not_of(' '), text.size())));
     const size_t blank = std::min(command.find(' '), command.size());
-    const std::string word = command.substr(0, blank);
-    const std::string rest = command.substr(blank); // begins with its blank: two stand before the arguments
+    const std::string word = command.substr(0, blank), directory = program_directory();
     if (word.find('.') != std::string::npos)
         return {ProgramCommand::process, command};
-    GlobalValue directory;
-    if (word.empty() || !read_global("gv_ro_bin", &directory))
+    if (word.empty() || directory.empty())
         return {ProgramCommand::none, {}};
-    const auto completed = [&](const char *format) {
-        return composed(format, directory.c_str(), word.c_str(), rest.c_str());
-    };
-    const bool quoted = directory.view().find(' ') != std::string_view::npos;
-    if (pl_file_exists(completed("%s%s.exe").c_str()))
-        return {ProgramCommand::process, completed(quoted ? R"("%s%s.exe" %s)" : "%s%s.exe %s")};
+    const std::string path = directory + word;
+    const std::string rest = " " + command.substr(blank); // two blanks stand before the arguments
+    const std::string quote = directory.find(' ') == std::string::npos ? "" : "\"";
+    if (pl_file_exists((path + ".exe").c_str()))
+        return {ProgramCommand::process, quote + path + ".exe" + quote + rest};
     // The command interpreter drops the outer quotes of a command that begins with a quote: it gets a pair
     // for that.
-    if (pl_file_exists(completed("%s%s.cmd").c_str()))
-        return {ProgramCommand::script, completed(quoted ? R"(""%s%s.cmd" %s")" : "%s%s.cmd %s")};
+    if (pl_file_exists((path + ".cmd").c_str()))
+        return {ProgramCommand::script, quote + quote + path + ".cmd" + quote + rest + quote};
     return {ProgramCommand::none, {}};
+}
+
+// Through the command interpreter; why it could not run is traced.
+int32_t run_shell(const char *command)
+{
+    pl_set_error({PL_OK, 0}); // a command may end with the same code
+    const int32_t code = pl_shell(text_or_empty(command));
+    const int32_t number = pl_last_error().number;
+    FixedText<256> reason;
+    if (code == kNoShell && number != 0 && pl_error_text(number, reason.data(), reason.capacity()) > 0)
+        own_trace("the command interpreter did not run it: (%d) %s", number, reason.c_str());
+    return code;
 }
 
 // A process reference is a number with an optional sign; any other text is none, and neither is one that
@@ -157,17 +159,17 @@ int32_t start_system(const char *cmd)
         own_trace("start_system: error occured in i_setenv_tamba ( return code %d)", result);
         std::fprintf(stderr, "start_system: error occured in i_setenv_tamba ( return code %d)\n", result);
     }
-    return pl_shell(text_or_empty(cmd));
+    return run_shell(cmd);
 }
 
 int32_t i_cm_system(const char *cmd)
 {
-    return pl_shell(text_or_empty(cmd));
+    return run_shell(cmd);
 }
 
 int32_t i_cm_exec(const char *cmd)
 {
-    return pl_shell(text_or_empty(cmd));
+    return run_shell(cmd);
 }
 
 int32_t start_proc(const char *cmd)
@@ -177,7 +179,7 @@ int32_t start_proc(const char *cmd)
     case ProgramCommand::process:
         return run_process(command.line);
     case ProgramCommand::script:
-        return pl_shell(command.line.c_str());
+        return run_shell(command.line.c_str());
     default:
         return kNoProgram;
     }

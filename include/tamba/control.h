@@ -19,13 +19,18 @@ TAMBA_BEGIN
  * stdinfile   "" for this process's standard input
  * outfile     output is appended to it; errfile likewise errors; with one of them both go there, with none of them to
  *             this process's streams.  Failures of the connection are appended, too, as "ERROR: <text>"
- * timeout     seconds for the connection and, apart, for the call-back; 0: no limit for the first and 10 seconds for
- *             the second.  No limit holds for the daemon's answer in between, since a busy daemon may take its time,
- *             and for the command, which is never cut off: a daemon that is connected and silent keeps the caller
+ * timeout     seconds for the connection and, apart, for the call-back; the daemon's answer in between may take two
+ *             minutes more ("no answer from the control daemon within ..."), and so may the words of a call-back whose
+ *             command channel has ended without an exit code.  0: ten seconds for the call-back, and no other limit.
+ *             None ever holds for a command that runs: it may be silent for as long as it likes
+ *
+ * The exit code counts wherever it stands in the data, also when the daemon closes without having read its input.
+ * Behind it either channel is read until it ends or stays silent (one second, ten for the channel that brought none).
+ * Input that the daemon does not take may hold up the end of the connection for a minute.
  *
  * Returns the command's exit code (0 to 255); 253 when it could not be run, was aborted without an exit code or its
- * output could not be written; the daemon's status when it refuses; 1 when stdinfile cannot be read.  Every thread has
- * calls of its own. */
+ * output could not be written, whatever its exit code; the daemon's status when it refuses; 1 when stdinfile cannot be
+ * read.  Every thread has calls of its own. */
 TAMBA_API int32_t ctrlc_lib_call(const char *port_spec, const char *node, const char *user, const char *cmd,
                                  const char *stdinfile, const char *outfile, const char *errfile,
                                  int32_t timeout);
@@ -33,11 +38,12 @@ TAMBA_API int32_t ctrlc_lib_call(const char *port_spec, const char *node, const 
 /* Switches a socket to return at once (on not 0) or to wait.  Returns 0, or -1 on an error.  Thread-safe. */
 TAMBA_API int32_t iSetNonBlockmode(intptr_t socket, int32_t on);
 
-/* Sends all of length bytes, waiting for room when the socket would return at once.  Returns 1, or 0 on an error.
- * Thread-safe. */
+/* Sends all of length bytes, waiting for room when the socket would return at once.  Returns 1, also for a length of 0
+ * or less, or 0 on an error: part of it may have gone then.  Thread-safe, but calls for one socket mix their bytes. */
 TAMBA_API int32_t iSendBuffer(intptr_t socket, const char *buffer, int32_t length);
 
-/* Closes count sockets, each an intptr_t (-1 for none), and ends one use of the system's sockets.  Returns 0. */
+/* Closes count sockets, each an intptr_t (-1 for none), and ends one use of the system's sockets.  A close may wait up
+ * to a minute for what is still to be sent.  Returns 0.  Thread-safe. */
 TAMBA_API int32_t cm_CloseSocketsAndCleanup(int32_t count, ...);
 
 TAMBA_END

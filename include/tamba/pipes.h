@@ -25,7 +25,7 @@ typedef struct PIPE {
 /* Starts a program with pipes.
  *
  * cmd   the program, in double quotes when its path holds blanks, and its arguments, separated by blanks and grouped
- *       by double quotes.  A path that is not absolute is relative to the directory "gv_ro_bin"; PATH is not
+ *       by double quotes.  A path of more than 259 characters is refused.  One that is not absolute is relative to the directory "gv_ro_bin"; PATH is not
  *       searched.  A full path without any "." gets ".exe".  At the very end of the command "<nul" gives the program
  *       no input, and "2>&1" sends its standard error into the pipe; only one of the two is understood.
  * mode  holds "r" (read its output), "w" (write its input) or both
@@ -45,21 +45,26 @@ TAMBA_API int32_t iPIPE_OPEN(const char *cmd, const char *mode, char *msg, int32
  * Returns 1, or 0 at the end of the output (what follows the last line feed is lost) or on an error. */
 TAMBA_API int32_t iPIPE_READ(PIPE *pipe, char *line, int32_t size);
 
-/* Ends the use of a program whose output was read to its end; does not wait for it to end, but up to 3 seconds for
- * the thread that watches it.  The input handle stays open.
+/* Ends the use of a program whose output was read to its end; does not wait for it to end, but up to a second for the
+ * exit code behind the end of its output (Linux) and up to 3 seconds for the thread that watches it.  The input handle
+ * stays open.
  *
- * Returns its exit code; 0 when it still runs or ends with 259; 109 for an exit code of 0 when the program was found
+ * Returns its exit code; 0 when it still runs or ends with 259; -1 when it has ended and the system does not tell its
+ * code (Linux, where this program ignores SIGCHLD); 109 for an exit code of 0 when the program was found
  * suspended and made to go on: its output may have been cut, so callers run it again. */
 TAMBA_API int32_t iPIPE_CLOSE(PIPE *pipe);
 
 /* Reads a line from any handle of this family, as iPIPE_READ; a read that succeeds without a byte ends the input. */
 TAMBA_API int32_t iReadLine(TB_HANDLE handle, char *line, int32_t size);
 
-/* Puts the last error of this thread's pipe calls into words: "<prefix>(<number>) <system's text>".  Returns the
- * length of the system's text, 0 when it has none.  Thread-safe. */
+/* Puts the system's last error of this thread (errno, GetLastError) into words, where this library's failing calls leave
+ * theirs as well: "<prefix>(<number>) <system's text>".  Returns the length of the system's text, 0 when it has none.
+ * Thread-safe. */
 TAMBA_API int32_t iGetErrorMsg(char *msg, int32_t msg_size, const char *prefix);
 
-/* ---- named pipes ---- */
+/* ---- named pipes ----
+ *
+ * Numbers of errors are those of Windows; Linux has its own for the same reasons.  One thread may read and another write. */
 
 /* Creates a pipe that one other process at a time may open, whoever runs it.
  *

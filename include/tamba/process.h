@@ -16,7 +16,8 @@ TAMBA_BEGIN
  * "2>>&1", and the device "nul".
  *
  * Returns the interpreter's exit code (Linux: 128 + signal for a command that was killed), -1 when it could
- * not be started.  Threads: changes the process's environment; call it from one thread at a time. */
+ * not be started, when its code cannot be read, or for a command that the interpreter would cut or refuse: more than
+ * 8100 characters on Windows, 128 KiB on Linux (the trace tells).  Threads: changes the process's environment; call it from one thread at a time. */
 TAMBA_API int32_t start_system(const char *cmd);
 
 /* Runs a command as start_system does, in the environment as it is.  The two are one function under two
@@ -32,7 +33,7 @@ TAMBA_API int32_t i_cm_exec(const char *cmd);
  * Arguments are separated by blanks and grouped by double quotes.
  *
  * Returns the exit code (Linux: 0..255, or 128 + signal), or
- *   -1  the wait failed or the code cannot be read
+ *   -1  the wait failed or the code cannot be read (Linux: this program ignores SIGCHLD)
  *   -2  the program could not be started
  *   -3  there is no such program in "gv_ro_bin"; also for an empty command
  * A program's own code may be one of these numbers too.  Thread-safe. */
@@ -58,8 +59,9 @@ TAMBA_API int32_t pid_exist(int32_t ref, TraceContext trace);
 /* Stops a process or a thread.
  *
  * ref_text  a process reference in decimal (blanks and a sign may lead): a process id is stopped by the
- * program "tb_kill", which must be on PATH; the negated handle of a thread ends that thread with exit code 0,
- * and what the thread owned is not cleaned up.  0, and any text that is not one number of 32 bits, stops
+ * program "tb_kill", which must be on PATH; the negated handle of a thread ends that thread with exit code 0.  The
+ * thread is asked first; after 3 seconds without an answer it is ended all the same, and what it owned is not
+ * cleaned up (Linux: it stops at its next wait, so that it takes no lock with it).  0, and any text that is not one number of 32 bits, stops
  * nothing.
  *
  * Returns 1 always. */
@@ -69,8 +71,9 @@ TAMBA_API int32_t i_KILL_PROCESS(const char *ref_text);
  * ends. Otherwise prints "STATUS=ERROR MSG=MUTEX <name> is yet occupied" (with the system's text when the
  * lock could not be made at all) on standard output and ends the process with exit code 1.
  *
- * name  letter case counts; no "\" but behind "Global" or "Local".  On Windows a plain name is one per logon
- * session and a name that begins with "Global\" one per machine; on Linux every name is one per machine.  An
+ * name  at most 260 characters; letter case counts; no "\" but behind "Global" or "Local".  On Windows a plain name is one per logon
+ * session and a name that begins with "Global\" one per machine; on Linux every name is one per machine (or
+ * container with a network of its own).  An
  * empty name is never occupied. */
 TAMBA_API void AVOID_MULTI_PROCESS(const char *name);
 

@@ -1,12 +1,14 @@
 /* Job queues: each operation is one run of the queue manager tb_qm and takes its answer from the line with
  * "STATUS=".
  *
- * Words go to tb_qm as they stand: a queue, job or entry name must not hold blanks or quotes.  Command lines
- * are cut to 255 characters (511 in que_submit and que_sho_job), answer lines to 255.
+ * Words go to tb_qm as they stand: a queue, job or entry name must not hold blanks or quotes.  A command line of more
+ * than 255 characters (511 in que_submit and que_sho_job) is not run: the operation returns 0, and E008-BASICS names
+ * the lengths (que_block: only the trace).  Answer lines are cut to 255 (511 in que_sho_job).
  *
  * All operations return 1 when tb_qm reported success, else 0: a status other than SUCCESS is written to the
  * protocol as E008-BASICS with the command and tb_qm's message (que_block writes nothing), a tb_qm that cannot be
- * started as E013-DATABAS.  They wait until tb_qm has answered, without a limit, and may run in parallel. */
+ * started as E013-DATABAS.  They wait until tb_qm has answered, without a limit, and up to 3 seconds more for a tb_qm
+ * that does not end behind its answer.  They may run in parallel, que_submit with one list in one thread at a time. */
 #ifndef TAMBA_QUEUE_H
 #define TAMBA_QUEUE_H
 
@@ -52,8 +54,8 @@ TAMBA_API int32_t que_sho_job(const char *queue, const char *mode, const char *v
  * job_parameter  passed through
  * program        name of the job's program in the directory "gv_ro_bin"; without a "." it gets the ending of a
  *                program
- * list_type      what follows, the job's arguments; each is put in double quotes, all of them cut to 511
- *                characters:
+ * list_type      what follows, the job's arguments; each is put in double quotes, so it must hold none and must not
+ *                end in a backslash, which would take the closing quote for its own:
  *                  'L'  one list of texts (lists.h)
  *                  'A'  texts, closed by (char *)0
  *                  'C'  an int32_t, then that many texts
