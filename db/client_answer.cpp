@@ -29,9 +29,9 @@ void ClientAnswer::take(std::string_view line)
     } else if (begins(line, kColumns)) {
         take_columns(line.substr(kColumns.size()));
     } else if (begins(line, "=")) {
-        take_value(line.substr(1));
+        add_text(line.substr(1), '\\', &values_);
     } else if (line == "NULL") {
-        values_.push_back(kNull);
+        damaged_ = !values_.add(kNull) || damaged_;
     } else if (begins(line, kRows)) {
         rows_.assign(line.substr(kRows.size()));
     } else if (begins(line, kMessage)) {
@@ -47,34 +47,22 @@ void ClientAnswer::take_columns(std::string_view names)
     has_columns_ = true;
     for (;;) {
         const size_t end = names.find('|');
-        add_text(names.substr(0, end), &names_);
+        add_text(names.substr(0, end), '\0', &names_);
         if (end == std::string_view::npos)
             return;
         names.remove_prefix(end + 1);
     }
 }
 
-void ClientAnswer::take_value(std::string_view text)
+void ClientAnswer::add_text(std::string_view text, char escape, Growing<size_t> *places)
 {
-    std::string value;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\\' && i + 1 < text.size())
-            value += unescaped(text[++i]);
-        else
-            value += text[i];
+    bool added = text_.size() + text.size() < kMostText && places->add(text_.size());
+    for (size_t i = 0; added && i < text.size(); ++i) {
+        const bool escaped = text[i] == escape && i + 1 < text.size();
+        added = text_.add(escaped ? unescaped(text[++i]) : text[i]);
     }
-    add_text(value, &values_);
-}
-
-void ClientAnswer::add_text(std::string_view text, std::vector<size_t> *places)
-{
-    if (text_.size() + text.size() >= kMostText) {
+    if (!added || !text_.add('\0'))
         damaged_ = true;
-        return;
-    }
-    places->push_back(text_.size());
-    text_.append(text);
-    text_ += '\0';
 }
 
 bool ClientAnswer::counts_agree() const
@@ -86,20 +74,23 @@ bool ClientAnswer::counts_agree() const
     return !has_columns_ || values_.size() == static_cast<size_t>(count) * names_.size();
 }
 
-bool ClientAnswer::complete() const
+bool ClientAnswer::complete()
 {
-    return has_message_ && has_elapsed_ && !damaged_ && counts_agree() && (has_columns_ || values_.empty());
+    return has_message_ && has_elapsed_ && !damaged_ && counts_agree() &&
+           (has_columns_ || values_.size() == 0) && pointers_.reserve(names_.size() + values_.size());
 }
 
 ResultTable ClientAnswer::table()
 {
-    name_pointers_.clear();
-    value_pointers_.clear();
-    for (const size_t place : names_)
-        name_pointers_.push_back(text_.data() + place);
-    for (const size_t place : values_)
-        value_pointers_.push_back(place == kNull ? nullptr : text_.data() + place);
+    pointers_.clear();
+    for (const Growing<size_t> *places : {&names_, &values_})
+        for (size_t i = 0; i < places->size(); ++i) {
+            const size_t place = places->data()[i];
+            damaged_ = !pointers_.add(place == kNull ? nullptr : text_.data() + place) || damaged_;
+        }
+    if (damaged_)
+        return {0, 0, nullptr, nullptr};
     const size_t columns = names_.size(), rows = columns == 0 ? 0 : values_.size() / columns;
-    return {static_cast<int32_t>(columns), static_cast<int32_t>(rows), name_pointers_.data(),
-            value_pointers_.data()};
+    return {static_cast<int32_t>(columns), static_cast<int32_t>(rows), pointers_.data(),
+            pointers_.data() + columns};
 }

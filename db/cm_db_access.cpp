@@ -1,18 +1,33 @@
 // iDB_ACCESS: the one door to the catalogue.
 #include <db/client_run.h>
 #include <db/convert.h>
-#include <db/records.h>
+#include <db/statement.h>
 #include <foundation/alloc.h>
 #include <foundation/glbv.h>
 #include <foundation/trace_scope.h>
 #include <foundation/version.h>
 #include <tamba/db.h>
 
-#include <atomic>
+#include <mutex>
 
 namespace {
 
 constexpr char kExport[] = "export";
+
+// Null, with the reason, for a statement that cannot be run whole.
+AllocatedText copy_statement(const char *sql, DbMessage *msg, TraceScope &scope)
+{
+    const size_t length = std::strlen(sql);
+    AllocatedText copy = may_run(length, msg) ? allocate_text(length + 1) : nullptr;
+    if (copy) {
+        copy_text(copy.get(), length + 1, sql);
+        return copy;
+    }
+    if (msg->empty())
+        msg->assign("ERROR malloc() for local copy of cpSqlCmd failed");
+    scope.note("%s", msg->c_str());
+    return nullptr;
+}
 
 // Keywords and names to lower case; from the first quote on the text is the caller's data.
 void normalise(char *sql)
@@ -21,12 +36,11 @@ void normalise(char *sql)
         *sql = ascii_lower(*sql);
 }
 
-// Programs that the database starts find their environment prepared once per process.
+// No statement of any thread runs before the process has the environment that the database's client is found with.
 void set_environment_once()
 {
-    static std::atomic<bool> done{false};
-    if (!done.exchange(true, std::memory_order_relaxed))
-        i_setenv_tamba("tb_db");
+    static std::once_flag done;
+    std::call_once(done, i_setenv_tamba, "tb_db");
 }
 
 TraceScope enter(TraceContext &trace, const DB_REC_LIST *list, const char *sql)
@@ -37,33 +51,28 @@ TraceScope enter(TraceContext &trace, const DB_REC_LIST *list, const char *sql)
 }
 
 // A client that was suspended is run again, five times in all.
-int32_t run_client(const char *sql, bool export_mode, char *msg, DB_REC_LIST *list, TraceScope &scope)
+int32_t run_client(const char *sql, bool export_mode, DbMessage *msg, DB_REC_LIST *list, TraceScope &scope)
 {
     constexpr int kRuns = 5;
-    DbMessage message;
-    int32_t result = 0;
-    for (int run = 0; run < kRuns && result == 0; ++run) {
-        result = OA_DO_SQL(sql, export_mode, message.data(), list, scope.context());
-        if (message.view().find("ERROR_BROKEN_PIPE") == std::string_view::npos)
-            break;
+    for (int run = 1;; ++run) {
+        const int32_t result = OA_DO_SQL(sql, export_mode, msg, list, scope.context());
+        if (result != 0 || run == kRuns || msg->view().find("ERROR_BROKEN_PIPE") == std::string_view::npos)
+            return result;
     }
-    copy_text(msg, TAMBA_DB_MSG_SIZE, message.view());
-    return result;
 }
 
-int32_t run(const char *sql, bool export_mode, char *msg, DB_REC_LIST *list, TraceScope &scope)
+int32_t run(const char *sql, bool export_mode, DbMessage *msg, DB_REC_LIST *list, TraceScope &scope)
 {
     set_environment_once();
     GlobalValue type;
     const bool known = read_global("gv_db_type", &type);
     scope.note("gv_db_type is %s", type.c_str());
     if (type.view() == "sqlite")
-        return SQLITE_DO_SQL(sql, export_mode ? 'y' : 'n', msg, TAMBA_DB_MSG_SIZE, list, scope.context());
+        return SQLITE_DO_SQL(sql, export_mode ? 'y' : 'n', msg->data(), TAMBA_DB_MSG_SIZE, list,
+                             scope.context());
     if (!known) {
-        DbMessage reason;
-        reason.format("ERROR: Not supported db_type '%s'", type.c_str());
-        copy_text(msg, TAMBA_DB_MSG_SIZE, reason.view());
-        scope.note("%s", reason.c_str());
+        msg->format("ERROR: Not supported db_type '%s'", type.c_str());
+        scope.note("%s", msg->c_str());
         return 0;
     }
     return run_client(sql, export_mode, msg, list, scope);
@@ -81,20 +90,16 @@ int32_t iDB_ACCESS(const char *sql, char *msg, DB_REC_LIST *list, TraceContext t
     scope.detail("%s", kLibraryVersion);
     if (list) // also where nothing runs: a list that was never set up must not look filled
         list->count = 0;
+    const bool export_mode = msg && std::strncmp(msg, kExport, sizeof kExport) == 0;
+    DbMessage message;
+    const AllocatedText copy = copy_statement(sql, &message, scope);
     int32_t result = 0;
-    const size_t size = std::strlen(sql) + 2;
-    if (const AllocatedText copy = allocate_text(size)) {
-        copy_text(copy.get(), size, sql);
+    if (copy) {
         normalise(copy.get());
         if (!CLEANUP_QUOTA(copy.get(), scope.context()))
             scope.note("WARNING: cpSqlCmd was changed to: %s", copy.get());
-        const bool export_mode = msg && std::strncmp(msg, kExport, sizeof kExport) == 0;
-        copy_text(msg, TAMBA_DB_MSG_SIZE, "");
-        result = run(copy.get(), export_mode, msg, list, scope);
-    } else {
-        constexpr char kReason[] = "ERROR malloc() for local copy of cpSqlCmd failed";
-        copy_text(msg, TAMBA_DB_MSG_SIZE, kReason);
-        scope.note("%s", kReason);
+        result = run(copy.get(), export_mode, &message, list, scope);
     }
-    return scope.leave(result, "--- DB_ACCESS returns %d  msg=%s", result, text_or_empty(msg));
+    copy_text(msg, TAMBA_DB_MSG_SIZE, message.view());
+    return scope.leave(result, "--- DB_ACCESS returns %d  msg=%s", result, message.c_str());
 }

@@ -57,13 +57,11 @@ std::string client_command(const char *directory, const char *sql, const TraceCo
     const char *const format = trace.level >= 4 ? "%sdamisql -d tamba_db -q \"%s\" -xall:ff <%s"
                                                 : "%sdamisql -d tamba_db -q \"%s\" <%s";
     const std::string word = as_one_word(sql);
-    std::string command(format_text(nullptr, 0, format, directory, word.c_str(), "nul"), '\0');
-    format_text(command.data(), command.size() + 1, format, directory, word.c_str(), "nul");
-    return command;
+    return format_string(format, directory, word.c_str(), "nul");
 }
 
 // A line of any length: the pipe hands it out in pieces, and a piece that fills the buffer goes on in the next.
-bool read_line(PIPE *pipe, ClientAnswer *answer, std::string *line)
+bool read_line(PIPE *pipe, ClientAnswer *answer, Growing<char> *line)
 {
     line->clear();
     char piece[kPieceSize + 1];
@@ -71,9 +69,7 @@ bool read_line(PIPE *pipe, ClientAnswer *answer, std::string *line)
         if (!read_terminated_line(pipe, piece))
             return false;
         const size_t length = std::strlen(piece);
-        if (line->size() < kMostLine)
-            line->append(piece, length);
-        else
+        if (line->size() >= kMostLine || !line->add(piece, length))
             answer->reject();
         if (length < static_cast<size_t>(kPieceSize))
             return true;
@@ -153,7 +149,7 @@ int32_t use_answer(const ClientStatement &statement, ClientAnswer *answer, bool 
 
 // A client that was suspended may have lost part of its answer: the statement is run again.  Not so a change whose
 // answer is whole: it would be made twice.
-bool is_broken(int32_t exit_code, const ClientStatement &statement, const ClientAnswer &answer)
+bool is_broken(int32_t exit_code, const ClientStatement &statement, ClientAnswer &answer)
 {
     return exit_code == kBrokenPipe && (statement.query || !answer.complete());
 }
@@ -167,12 +163,13 @@ int32_t run_client(const ClientStatement &statement, bool export_mode, DbMessage
     const std::string command = client_command(directory.c_str(), statement.sql, scope.context());
     scope.note("call pipe open with cmd: %s", command.c_str());
     PIPE pipe{};
-    if (!iPIPE_OPEN(command.c_str(), "r", msg->data(), static_cast<int32_t>(msg->size()), &pipe))
+    if (!iPIPE_OPEN(command.c_str(), "r", msg->data(), static_cast<int32_t>(msg->capacity()), &pipe))
         return fail(statement, msg, DbMessage(*msg).view());
     ClientAnswer answer;
-    for (std::string line; read_line(&pipe, &answer, &line);) {
-        scope.fine("%s", line.c_str());
-        answer.take(line);
+    for (Growing<char> line; read_line(&pipe, &answer, &line);) {
+        const std::string_view text(line.data(), line.size());
+        scope.fine("%.*s", static_cast<int>(text.size()), text_or_empty(text.data()));
+        answer.take(text);
     }
     const int32_t exit_code = iPIPE_CLOSE(&pipe);
     if (is_broken(exit_code, statement, answer))
@@ -204,12 +201,11 @@ int32_t run_alone(const ClientStatement &statement, bool export_mode, DbMessage 
 
 } // namespace
 
-int32_t OA_DO_SQL(const char *sql, bool export_mode, char *msg, DB_REC_LIST *list, TraceContext &trace)
+int32_t OA_DO_SQL(const char *sql, bool export_mode, DbMessage *msg, DB_REC_LIST *list, TraceContext &trace)
 {
     const ListName id = list_name(list);
     TraceScope scope(trace, kTraceDetail, "+++ OA_DO_SQL id=%s  SQL=%s", id.c_str(), sql);
-    DbMessage message;
-    const int32_t result = run_alone(classify(sql, id.c_str()), export_mode, &message, list, scope);
-    copy_text(msg, TAMBA_DB_MSG_SIZE, message.view());
-    return scope.leave(result, "--- OA_DO_SQL  returns %d  msg=%s", result, message.c_str());
+    msg->assign("");
+    const int32_t result = run_alone(classify(sql, id.c_str()), export_mode, msg, list, scope);
+    return scope.leave(result, "--- OA_DO_SQL  returns %d  msg=%s", result, msg->c_str());
 }

@@ -126,7 +126,7 @@ bool is_pseudo_statement(const char *sql)
 
 int32_t convert_value(const char *key, char *msg, TraceContext &trace)
 {
-    const Value value{std::string_view(text_or_empty(msg))};
+    const Value value{std::string_view(text_or_empty(msg), msg ? strnlen(msg, TAMBA_DB_MSG_SIZE) : 0)};
     TraceScope scope(trace, kTraceMain, "+++ DB_CONVERT_DATE_TIME  key=%s  msg=%s", key, value.c_str());
     Value out;
     if (!convert(key, value.view(), &out)) {

@@ -69,7 +69,7 @@ int32_t read_row(const DB_REC_LIST *list, int32_t row, char *msg, TraceContext &
     bool done = false;
     DB_REC *record = nullptr;
     if (empty) {
-        reason.assign("empty record-list, cannot get requested data");
+        reason.assign(kEmptyRecordList);
         prot_message<Msg::kListEmptyOnRead>(list_name(list).c_str());
     } else {
         switch (find_row(*list, row, &record, scope)) {

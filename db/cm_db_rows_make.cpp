@@ -147,7 +147,7 @@ void print_value(const char *value)
 MakeRecords make_records(const ResultTable &table, DB_REC_LIST *list, size_t *size, TraceScope &scope)
 {
     // Only rows are refused: a wide result without a row is an empty list.
-    if (table.columns > kMaxColumns && table.rows > 0)
+    if (list && table.columns > kMaxColumns && table.rows > 0)
         return MakeRecords::too_wide;
     RecordBuilder record(table.columns <= kMaxColumns ? table.columns : 0, table.names);
     for (int32_t row = 0; list && row < table.rows; ++row) {

@@ -17,8 +17,6 @@ constexpr size_t kPathSize = 257;
 
 std::atomic<int32_t> busy_limit_ms{kBusyLimitMs};
 
-using Statement = FixedText<TAMBA_SQL_SIZE>;
-
 const char *code_name(int code)
 {
     switch (code) {
@@ -77,7 +75,7 @@ bool catalogue_path(char *path, size_t path_size)
 int Database::open(DbMessage *msg)
 {
     FixedText<kPathSize> path;
-    if (!catalogue_path(path.data(), path.size())) {
+    if (!catalogue_path(path.data(), path.capacity())) {
         msg->assign("unable to open database file");
         scope_.note("sqlite3_open() Unable to open database \"%s\": %s", "gv_rw_db", msg->c_str());
         return SQLITE_CANTOPEN;
@@ -119,24 +117,20 @@ int32_t export_rows(std::string_view sql, const Table &table, DbMessage *msg, Tr
 }
 
 // What the caller asked for: "ok", a single value, an export or the record list.
-int32_t convert(const Statement &sql, bool export_mode, const Table &table, DB_REC_LIST *list, DbMessage *msg,
+int32_t convert(std::string_view sql, bool export_mode, const Table &table, DB_REC_LIST *list, DbMessage *msg,
                 TraceScope &scope)
 {
-    if (!is_query(sql.view())) {
+    if (!is_query(sql)) {
         msg->assign("ok");
         return 1;
     }
     scope.detail("it's a SQL select");
-    if (is_aggregate(sql.view())) {
+    if (is_aggregate(sql)) {
         msg->assign(table.single_value());
         return 1;
     }
     if (export_mode)
-        return export_rows(sql.view(), table, msg, scope);
-    if (!list) {
-        msg->format("%d", table.rows);
-        return 1;
-    }
+        return export_rows(sql, table, msg, scope);
     return iSQLITE_MAKE_DB_REC_LIS(table.columns, table.rows, table.names, table.values, list, msg->data(),
                                    scope.context());
 }
@@ -144,18 +138,15 @@ int32_t convert(const Statement &sql, bool export_mode, const Table &table, DB_R
 int32_t run(Database &database, const char *sql, bool export_mode, DB_REC_LIST *list, DbMessage *msg,
             TraceScope &scope)
 {
-    const Statement statement{std::string_view(sql)};
-    if (statement.length() < std::strlen(sql))
-        scope.note("WARNING: the statement was cut to %d characters", static_cast<int>(statement.length()));
-    scope.detail("Librarycall: %s", statement.c_str());
+    scope.detail("Librarycall: %s", sql);
     Table table;
-    const int32_t code = iSQLITE_GET_TABLE(database.handle(), statement.c_str(), &table.columns, &table.rows,
-                                           &table.values, &table.names, msg->data(), scope.context());
+    const int32_t code = iSQLITE_GET_TABLE(database.handle(), sql, &table.columns, &table.rows, &table.values,
+                                           &table.names, msg->data(), scope.context());
     if (code != SQLITE_OK) {
         scope.note("Error: Executing sqlite returned: %s", msg->c_str());
         return 0;
     }
-    return convert(statement, export_mode, table, list, msg, scope);
+    return convert(sql, export_mode, table, list, msg, scope);
 }
 
 void trace_table(TraceScope &scope, int32_t columns, int32_t rows, char **table)
@@ -218,7 +209,7 @@ int32_t SQLITE_DO_SQL(const char *sql, char export_flag, char *msg, int32_t msg_
     DbMessage text;
     int32_t result = 0;
     int opened = SQLITE_OK;
-    {
+    if (may_run(std::strlen(sql), &text)) {
         Database database(scope);
         opened = database.open(&text);
         if (opened == SQLITE_OK)

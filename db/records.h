@@ -10,6 +10,9 @@
 // The message of a catalogue function.
 using DbMessage = FixedText<TAMBA_DB_MSG_SIZE>;
 
+// What a read of an empty list is answered with, and what callers say of a row that is not there.
+inline constexpr char kEmptyRecordList[] = "empty record-list, cannot get requested data";
+
 // The name of a list for messages and traces, "" without a list.  A name may fill its field without a
 // terminator.
 using ListName = FixedText<sizeof(DB_REC_LIST::name)>;

@@ -2,40 +2,37 @@
 #pragma once
 
 #include <foundation/text.h>
-#include <tamba/db.h>
 
-// A value for the place between two single quotes.
+#include <string>
+
+// A value for the place between two single quotes, whole however long it is: a value that lost its end would mean
+// other rows.
 //
-//   select, insert, delete   quotes are doubled
+//   select, insert, delete   quotes are doubled, the rest as in db_string
 //   update                   CLEANUP_QUOTA would take doubled quotes apart; quotes become the acute accent,
 //                            double quotes "_", as it would make them
-//
-// At most 510 characters of the value are used.
 class SqlText {
 public:
     enum Use { query, update };
 
-    explicit SqlText(const char *value, Use use = query)
+    explicit SqlText(const char *text, Use use = query)
     {
-        copy_text(text_, kSourceSize, text_or_empty(value));
-        if (use == query)
-            db_string(text_, kLimit);
-        else
-            accent_quotes();
+        const std::string_view value = text_or_empty(text);
+        for (const char c : value) {
+            if (c == '\'')
+                text_ += use == query ? "''" : "\264";
+            else if (c == '"')
+                text_ += use == query ? ' ' : '_';
+            else
+                text_ += c;
+        }
+        if (use == query && value.ends_with('\\'))
+            text_.back() = ' ';
     }
-    const char *c_str() const { return text_; }
+    const char *c_str() const { return text_.c_str(); }
 
 private:
-    static constexpr size_t kSourceSize = 511;
-    static constexpr int32_t kLimit = 2 * (static_cast<int32_t>(kSourceSize) - 1);
-
-    void accent_quotes()
-    {
-        for (char *at = text_; *at != '\0'; ++at)
-            *at = *at == '\'' ? '\264' : *at == '"' ? '_' : *at;
-    }
-
-    char text_[kLimit + TAMBA_DB_STRING_SPARE];
+    std::string text_;
 };
 
 // Whether a text may stand unquoted as a number or a list of numbers ("3", "1,2,10").

@@ -8,6 +8,14 @@ constexpr size_t kAggregateCheckSize = 256; // how much of a query is looked at 
 
 } // namespace
 
+bool may_run(size_t length, DbMessage *msg)
+{
+    if (length <= TAMBA_SQL_LENGTH)
+        return true;
+    msg->format("statement of %zu characters is too long ( max %d )", length, TAMBA_SQL_LENGTH);
+    return false;
+}
+
 bool is_query(std::string_view sql)
 {
     return sql.substr(0, 6) == "select";
