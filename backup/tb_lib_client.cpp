@@ -5,11 +5,14 @@
 #include <foundation/messages.h>
 #include <foundation/trace_scope.h>
 #include <platform/files.h>
+#include <platform/process.h>
 #include <process/remote_cmd.h>
 #include <process/semaphore_guard.h>
 #include <tamba/files.h>
 #include <tamba/semaphore.h>
 #include <tamba/time_stamp.h>
+
+#include <atomic>
 
 namespace {
 
@@ -20,11 +23,10 @@ constexpr int32_t kMostRetries = 5;
 
 std::string capture_file(const char *node)
 {
-    GlobalValue directory;
-    if (!read_global("gv_rw_work", &directory))
-        directory.assign("");
     char stamp[TAMBA_TIME_SIZE] = "I";
-    return remote_command("%salive_%s_%s.tmp", directory.c_str(), node, time_get(stamp));
+    static std::atomic<unsigned> tests = 0; // threads of one process share the semaphore
+    return format_string("%salive_%s_%s_%d_%u.tmp", global_or("gv_rw_work", "").c_str(), node,
+                         time_get(stamp), static_cast<int>(pl_process_id()), ++tests);
 }
 
 // Runs the agent once.  Its own exit code must not be taken for the call's success.
@@ -32,7 +34,7 @@ int32_t ask_agent(const char *node, const std::string &capture, const TraceConte
 {
     char command[TB_REMOTE_CMD_SIZE] = "tbc"; // holds a message after a failure
     int32_t status = 0;
-    if (remote_cmd_status(remote_command("%s|%s", node, capture.c_str()).c_str(), command, 1, &status,
+    if (remote_cmd_status(format_string("%s|%s", node, capture.c_str()).c_str(), command, 1, &status,
                           trace) == 1)
         return 1;
     return status == kNotReached ? kNotReached : 0;
@@ -58,7 +60,8 @@ bool find_line(const std::string &file, const char *pattern, FixedText<TAMBA_PAT
     return file_search(file.c_str(), line->data()) == 1;
 }
 
-ClientMessage describe(const char *node, int32_t result, const std::string &capture, TraceScope &scope)
+// Says what was found, of a host that does not answer also in the protocol.
+ClientMessage report_outcome(const char *node, int32_t result, const std::string &capture, TraceScope &scope)
 {
     ClientMessage msg;
     FixedText<TAMBA_PATTERN_SIZE> line;
@@ -75,7 +78,7 @@ ClientMessage describe(const char *node, int32_t result, const std::string &capt
     } else {
         scope.note("Node %s not reachable", node);
         prot_message<Msg::kHostNotReachable>(node);
-        message_to<Msg::kHostNotReachable>(msg.data(), msg.size(), node);
+        message_to<Msg::kHostNotReachable>(msg.data(), msg.capacity(), node);
     }
     return msg;
 }
@@ -86,15 +89,18 @@ int32_t alive_test_tbc(const char *node, char *msg, TraceContext trace)
 {
     node = text_or_empty(node);
     TraceScope scope(trace, kTraceMain, "+++ ALIVE_TEST_TBC  node %s", node);
-    SemaphoreGuard lock(remote_command("alive_%s", node).c_str(),
-                        remote_command("ALIVE_TEST_TBC %s", node).c_str(), scope.context());
-    const std::string capture = capture_file(node);
+    const std::string semaphore = format_string("alive_%s", node);
+    SemaphoreGuard lock(semaphore.c_str(), format_string("ALIVE_TEST_TBC %s", node).c_str(), scope.context());
     int32_t result = 0;
-    ClientMessage message{lock.message()};
+    ClientMessage message;
     if (lock.held()) {
+        const std::string capture = capture_file(node);
         result = ask_patiently(node, capture, scope);
-        message = describe(node, result, capture, scope);
+        message = report_outcome(node, result, capture, scope);
         pl_remove(capture.c_str());
+    } else {
+        message.format("semaphore %s cannot be taken: %s", semaphore.c_str(), lock.message());
+        prot_message<Msg::kHostNotReachable>(node);
     }
     copy_text(msg, TAMBA_CLIENT_MSG_SIZE, message.view());
     lock.release();

@@ -6,8 +6,6 @@
 #include <foundation/trace_scope.h>
 #include <platform/error.h>
 #include <platform/files.h>
-#include <platform/process.h>
-#include <process/remote_cmd.h>
 #include <tamba/config.h>
 #include <tamba/messages.h>
 #include <tamba/text.h>
@@ -72,39 +70,24 @@ bool copy(FILE *from, FILE *to, const Filter &filter, TraceScope &scope)
     return std::ferror(from) == 0;
 }
 
-// The copy takes the file's place.
-bool replace(const char *file, const char *temporary, TraceScope &scope)
-{
-    if (pl_rename(temporary, file))
-        return true;
-    const int32_t number = pl_last_error().number;
-    char reason[256] = "";
-    pl_error_text(number, reason, sizeof reason);
-    scope.note("error rename failed: (%d) %s", number, reason);
-    return false;
-}
-
 } // namespace
 
+// The file is written over, byte for byte: it keeps its mode, its owner and its other names, needs no room on the disk, and
+// calls that meet in one file write the same.  What a failure leaves is whole, and the next call goes on with it.
 int32_t ascii_filter(const char *file, char substitute, TraceContext trace)
 {
     file = text_or_empty(file);
     TraceScope scope(trace, kTraceMain, "+++ ASCII_FILTER file: %s; substitute char: >%c<", file,
                      substitute ? substitute : ' ');
-    const std::string temporary = remote_command("%s_%d.tmp", file, static_cast<int>(pl_process_id()));
     FILE *const from = pl_fopen(file, "rb");
     if (!from)
         trap_file_open_err(file, "ASCII_FILTER", "read", scope.context());
-    FILE *const to = pl_fopen(temporary.c_str(), "wb");
+    FILE *const to = pl_fopen(file, "r+b");
     if (!to)
-        trap_file_open_err(temporary.c_str(), "ASCII_FILTER", "write", scope.context());
+        trap_file_open_err(file, "ASCII_FILTER", "write", scope.context());
     const Filter filter = {substitute, replaces_high_bytes(scope)};
     bool good = copy(from, to, filter, scope);
     good = pl_fclose(to) == 0 && good;
     pl_fclose(from);
-    // A copy that is not whole would cost the listing: the file stays as it was.
-    good = good && replace(file, temporary.c_str(), scope);
-    if (!good)
-        pl_remove(temporary.c_str());
     return scope.leave(good ? 1 : 0, "--- ASCII_FILTER: %s", good ? "ok" : "failed");
 }

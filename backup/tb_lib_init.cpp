@@ -12,15 +12,14 @@ using CommandLine = FixedText<256>;
 
 // Runs tb_init and reads what it reported.  The variable may still hold the text of an earlier run, so the
 // exit code counts as well.
-bool run_init(const char *drive, const SplitLabel &split, const char *media_info, MediaMessage *msg,
-              TraceScope &scope)
+bool run_init(const char *drive, bool is_label, const char *media_info, MediaMessage *msg, TraceScope &scope)
 {
     FixedText<32> option;
     option.format("-d %s", drive);
     prot_message<Msg::kStartingInit>(option.c_str(), media_info);
 
     CommandLine command;
-    command.format(split.is_label ? "tb_init -d %s -t %s -L backup" : "tb_init -d %s -m %s -L backup", drive,
+    command.format(is_label ? "tb_init -d %s -t %s -L backup" : "tb_init -d %s -m %s -L backup", drive,
                    media_info);
     scope.note("call %s", command.c_str());
     const int32_t status = start_system(command.c_str());
@@ -50,18 +49,24 @@ bool init_under_lock(const char *drive, const char *media_info, MediaMessage *ms
     scope.note("catched semaphore %s", name.c_str());
     scope.note("may be a concurrent init finished meanwhile");
     scope.note("so get new label from DB");
-    const SplitLabel split = split_label(media_info);
-    scope.note(split.is_label ? "%s is a label" : "%s is a pool-name", media_info);
-    return run_init(drive, split, media_info, msg, scope);
+    const bool is_label = split_label(media_info).is_label;
+    scope.note(is_label ? "%s is a label" : "%s is a pool-name", media_info);
+    return run_init(drive, is_label, media_info, msg, scope);
+}
+
+// What is cut would be another drive, another pool or another medium.
+bool may_be_argument(std::string_view word, size_t size)
+{
+    return is_plain_word(word) && word.size() < size;
 }
 
 bool init_drive(const char *drive, const char *media_info, MediaMessage *msg, TraceScope &scope)
 {
     if (*drive == '\0') {
-        message_to<Msg::kNoDrivesForPool>(msg->data(), msg->size(), split_label(media_info).pool.c_str());
+        message_to<Msg::kNoDrivesForPool>(msg->data(), msg->capacity(), split_label(media_info).pool.c_str());
         return false;
     }
-    if (!is_plain_word(drive) || !is_plain_word(media_info)) {
+    if (!may_be_argument(drive, TAMBA_DRIVE_SIZE) || !may_be_argument(media_info, TAMBA_LABEL_SIZE)) {
         msg->format("tb_init is not started with drive %s and medium %s", drive, media_info);
         return false;
     }
@@ -73,13 +78,13 @@ bool init_drive(const char *drive, const char *media_info, MediaMessage *msg, Tr
 int32_t RESTART_INIT(const char *drive, const char *job, const char *media_info, char *msg,
                      TraceContext trace)
 {
-    const DriveText first(first_drive(text_or_empty(drive)));
-    const LabelText info(text_or_empty(media_info));
+    const Drives first = Drives(text_or_empty(drive)).first();
+    media_info = text_or_empty(media_info);
     TraceScope scope(trace, kTraceMain, "+++ RESTART_INIT Dn=%s  Job=%s  MedPool/Label=%s",
-                     text_or_empty(drive), text_or_empty(job), info.c_str());
+                     text_or_empty(drive), text_or_empty(job), media_info);
     scope.note("given drive number %s", first.c_str());
     MediaMessage message;
-    const int32_t result = init_drive(first.c_str(), info.c_str(), &message, scope) ? 1 : 0;
+    const int32_t result = init_drive(first.c_str(), media_info, &message, scope) ? 1 : 0;
     copy_text(msg, TAMBA_MEDIA_MSG_SIZE, message.view());
     return scope.leave(result, "--- RESTART_INIT  returns %d, Dn=%s, msg=%s", result, first.c_str(),
                        message.c_str());

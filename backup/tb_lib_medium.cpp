@@ -1,6 +1,5 @@
 // The road of a backup that asks for a medium: which drive, which medium, and a new one if need be.
 #include <backup/medium.h>
-#include <db/rows.h>
 #include <db/sql.h>
 #include <foundation/messages.h>
 #include <foundation/trace_scope.h>
@@ -8,38 +7,41 @@
 
 namespace {
 
-// One request on its way.  drive is a number, a list of numbers (the drives of the pool), or empty;
-// media_info is what a medium is looked for with: a label or a pool.
+// One request on its way.  drives holds what was asked for, or the drives of the pool, and in the end the one to use;
+// media_info is what a medium is looked for with, a label or a pool, and in the end the label.
 struct MediumRequest {
-    DriveList drive;
-    LabelText media_info;
-    LabelText pool;
-    bool is_label = false;
+    Drives drives;
+    std::string media_info;
     const char *job;
-    MediaMessage msg;
+    std::string pool = {};
+    bool is_label = false;
+    MediaMessage msg = {};
 };
 
 bool take_default_pool(MediumRequest *request, TraceScope &scope)
 {
-    const char *drive = request->drive.c_str();
+    const char *drive = request->drives.c_str();
     scope.note("no media-info is given");
-    if (request->drive.empty()) {
-        message_to<Msg::kLabelPoolDriveMissing>(request->msg.data(), request->msg.size());
+    if (request->drives.none()) {
+        message_to<Msg::kLabelPoolDriveMissing>(request->msg.data(), request->msg.capacity());
         scope.note("not even a drive number was given => %s", request->msg.c_str());
         return false;
     }
     scope.note("try to get media pool with given drive number %s", drive);
     Rows rows("DefaultPool", scope.context());
-    if (!rows.select("select value from defaults where key='pool %s'", SqlText(drive).c_str()))
-        trap_db_err("i_CHECK_MEDIUM_FOR_BACKUP: select from defaults", rows.message(), scope.context(), 0);
-    LabelText pool;
-    if (rows.empty() || !rows.text(1, "value", pool) || is_null(pool.view())) {
+    const Found found = rows.find("i_CHECK_MEDIUM_FOR_BACKUP: select from defaults",
+                                  "select value from defaults where key='pool %s'", SqlText(drive).c_str());
+    FixedText<TAMBA_DB_MSG_SIZE> pool;
+    if (found == Found::unreadable) {
+        request->msg.assign(rows.message());
+        return false;
+    }
+    if (found == Found::no || !rows.text(1, "value", pool) || is_null(pool.view())) {
         request->msg.format("no default media-pool for drive %s configured", drive);
         return false;
     }
-    request->pool = pool;
-    request->media_info = pool;
-    scope.note("now we use default pool %s for drive %s", request->pool.c_str(), drive);
+    request->pool = request->media_info = pool.view();
+    scope.note("now we use default pool %s for drive %s", pool.c_str(), drive);
     return true;
 }
 
@@ -48,32 +50,28 @@ bool take_media_info(MediumRequest *request, TraceScope &scope)
     if (request->media_info.empty())
         return take_default_pool(request, scope);
     scope.note("media-info %s is given", request->media_info.c_str());
-    const SplitLabel split = split_label(request->media_info.view());
+    const SplitLabel split = split_label(request->media_info);
     request->is_label = split.is_label;
     request->pool = split.pool;
     scope.note(split.is_label ? "%s is a full label" : "%s is a pool-name", request->media_info.c_str());
     return true;
 }
 
-void take_drives(MediumRequest *request, TraceScope &scope)
+// A pool without drives leaves every drive open: a medium of it may have its own.
+bool take_drives(MediumRequest *request, TraceScope &scope)
 {
-    if (!request->drive.empty()) {
-        scope.note("drive number is given %s", request->drive.c_str());
-        return;
+    if (!request->drives.none()) {
+        scope.note("drive number is given %s", request->drives.c_str());
+        return true;
     }
-    DriveList drives;
-    const int32_t count = i_GET_DRIVES_OF_POOL(request->pool.c_str(), drives.data(), scope.context());
-    request->drive.assign(without_trailing_comma(drives.view()));
-    scope.note(count == 1 ? "no drive is given - pool has drive %s"
-                          : "no drive is given - pool has drives %s",
-               request->drive.c_str());
-}
-
-bool is_available(MediumRequest *request, TraceScope &scope)
-{
-    return CHECK_AVAILABILITY_OF_MEDIUM(request->drive.c_str(), request->media_info.c_str(),
-                                        request->pool.c_str(), request->job, request->msg.data(),
-                                        scope.context()) == 1;
+    std::string list;
+    if (drives_of_pool(request->pool.c_str(), &list, &request->msg, scope.context()) == Found::unreadable)
+        return false;
+    request->drives = Drives(list);
+    scope.note(request->drives.none() || request->drives.several() ? "no drive is given - pool has drives %s"
+                                                                   : "no drive is given - pool has drive %s",
+               request->drives.c_str());
+    return true;
 }
 
 void close_medium(const char *label, TraceScope &scope)
@@ -85,14 +83,14 @@ void close_medium(const char *label, TraceScope &scope)
 }
 
 // Runs tb_init for a label or a pool; the request then holds the drive and the label that it reported.
-bool initialise(MediumRequest *request, const LabelText &media_info, TraceScope &scope)
+bool initialise(MediumRequest *request, const std::string &media_info, TraceScope &scope)
 {
-    const DriveText drive(first_drive(request->drive.view()));
+    const Drives drive = request->drives.first();
     if (RESTART_INIT(drive.c_str(), request->job, media_info.c_str(), request->msg.data(), scope.context()) !=
         1)
         return false;
-    request->drive.assign(drive.view());
-    request->media_info.assign(request->msg.view());
+    request->drives = drive;
+    request->media_info = request->msg.view();
     return true;
 }
 
@@ -100,47 +98,55 @@ bool initialise(MediumRequest *request, const LabelText &media_info, TraceScope 
 // closed, so that nobody finds it again, and a new one of its pool takes its place.
 bool use_prepared(MediumRequest *request, TraceScope &scope)
 {
-    if (is_available(request, scope))
-        return true;
-    const LabelText prepared = request->media_info;
+    const std::string prepared = request->media_info;
+    const Found available = medium_available(request->drives, prepared, request->pool.c_str(), request->job,
+                                             &request->msg, scope.context());
+    if (available != Found::no)
+        return available == Found::yes;
     close_medium(prepared.c_str(), scope);
     if (initialise(request, request->pool, scope))
         return true;
-    message_to<Msg::kMediumNotAvailable>(request->msg.data(), request->msg.size(), prepared.c_str());
+    message_to<Msg::kMediumNotAvailable>(request->msg.data(), request->msg.capacity(), prepared.c_str());
     return false;
 }
 
 bool use_new(MediumRequest *request, TraceScope &scope)
 {
-    const LabelText wanted = request->media_info;
+    const std::string wanted = request->media_info;
     if (initialise(request, wanted, scope))
         return true;
-    message_to<Msg::kInitFailed>(request->msg.data(), request->msg.size());
+    message_to<Msg::kInitFailed>(request->msg.data(), request->msg.capacity());
     return false;
+}
+
+bool choose_under_lock(MediumRequest *request, char *drive_num, TraceScope &scope)
+{
+    const Found prepared = prepared_medium(&request->drives, &request->media_info, request->is_label,
+                                           &request->msg, scope.context());
+    if (prepared == Found::no)
+        return use_new(request, scope);
+    if (prepared == Found::unreadable)
+        return false;
+    // The caller learns the drive even if its medium cannot be had.
+    copy_text(drive_num, TAMBA_DRIVE_SIZE, request->drives.view());
+    return use_prepared(request, scope);
 }
 
 // The media server holds the same semaphore while it handles end of medium on the drive.  Lock order: end of
 // media before initialisation, which is taken inside.
-bool choose(MediumRequest *request, char *drive_num, TraceScope &scope)
+bool choose(MediumRequest *request, const Drives &asked, char *drive_num, TraceScope &scope)
 {
     FixedText<64> name, requester;
-    name.format("tbs_eom_%s", text_or_empty(drive_num));
-    requester.format("i_CHECK_MEDIUM_FOR_BACKUP %s", text_or_empty(drive_num));
+    name.format("tbs_eom_%s", asked.c_str());
+    requester.format("i_CHECK_MEDIUM_FOR_BACKUP %s", asked.c_str());
     scope.note("Check if EOM is running - wait for semaphore %s", name.c_str());
-    bool chosen = false;
-    {
-        SemaphoreGuard lock(name.c_str(), requester.c_str(), scope.context());
-        if (!lock.held()) {
-            request->msg.assign(lock.message());
-            return false;
-        }
-        const bool prepared =
-            GET_PREPARED_MEDIA(request->drive.data(), request->media_info.data(), request->is_label,
-                               request->msg.data(), scope.context()) == 1;
-        if (prepared) // the caller learns the drive even if its medium cannot be had
-            copy_text(drive_num, TAMBA_DRIVE_SIZE, request->drive.view());
-        chosen = prepared ? use_prepared(request, scope) : use_new(request, scope);
+    SemaphoreGuard lock(name.c_str(), requester.c_str(), scope.context());
+    if (!lock.held()) {
+        request->msg.assign(lock.message());
+        return false;
     }
+    const bool chosen = choose_under_lock(request, drive_num, scope);
+    lock.release();
     scope.note("Semaphore %s has been released", name.c_str());
     return chosen;
 }
@@ -152,19 +158,13 @@ int32_t i_CHECK_MEDIUM_FOR_BACKUP(char *drive_num, char *media_info, const char 
 {
     TraceScope scope(trace, kTraceMain, "+++ i_CHECK_MEDIUM_FOR_BACKUP  Dn=%s  MedInfo=%s",
                      text_or_empty(drive_num), text_or_empty(media_info));
-    MediumRequest request;
-    request.drive.assign(text_or_empty(drive_num));
-    request.media_info.assign(text_or_empty(media_info));
-    request.job = text_or_empty(job);
-
-    bool chosen = take_media_info(&request, scope);
+    const Drives asked(text_or_empty(drive_num));
+    MediumRequest request = {asked, text_or_empty(media_info), text_or_empty(job)};
+    const bool chosen = take_media_info(&request, scope) && take_drives(&request, scope) &&
+                        choose(&request, asked, drive_num, scope);
     if (chosen) {
-        take_drives(&request, scope);
-        chosen = choose(&request, drive_num, scope);
-    }
-    if (chosen) {
-        copy_text(drive_num, TAMBA_DRIVE_SIZE, request.drive.view());
-        copy_text(media_info, TAMBA_LABEL_SIZE, request.media_info.view());
+        copy_text(drive_num, TAMBA_DRIVE_SIZE, request.drives.view());
+        copy_text(media_info, TAMBA_LABEL_SIZE, request.media_info);
     }
     copy_text(msg, TAMBA_MEDIA_MSG_SIZE, request.msg.view());
     return scope.leave(chosen ? 1 : 0, "--- i_CHECK_MEDIUM_FOR_BACKUP returns %d drive=%s  label=%s  msg=%s",

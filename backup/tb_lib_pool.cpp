@@ -1,9 +1,10 @@
 // Labels, pools and drive groups.
 #include <backup/medium.h>
-#include <db/rows.h>
 #include <db/sql.h>
 #include <foundation/messages.h>
 #include <foundation/trace_scope.h>
+
+#include <algorithm>
 
 namespace {
 
@@ -17,13 +18,10 @@ bool all_digits(std::string_view text)
     return true;
 }
 
-// Appends "drive," when it fits whole: half a number would name another drive.
-void append_drive(DriveList *drives, std::string_view drive)
+// What of a list of drives fits a buffer, whole numbers only: half a number would name another drive.
+std::string_view fitting(std::string_view drives, size_t size)
 {
-    if (drives->length() + drive.size() + 1 >= DriveList::size())
-        return;
-    drives->append(drive);
-    drives->append(",");
+    return drives.size() < size ? drives : drives.substr(0, drives.rfind(',', size - 2) + 1);
 }
 
 TraceScope enter_drive_group(const char *pool, const char *drive, TraceContext &trace)
@@ -34,15 +32,18 @@ TraceScope enter_drive_group(const char *pool, const char *drive, TraceContext &
     return TraceScope(trace, kTraceMain, "+++ i_GET_DRIVE_GROUP %s", *pool != '\0' ? pool : drive);
 }
 
-bool select_drive_group(Rows *rows, const char *pool, const char *drive)
+Found find_drive_group(Rows *rows, const char *pool, const char *drive)
 {
+    constexpr char kWho[] = "i_GET_DRIVE_GROUP: select from drive_groups";
     if (*pool != '\0')
-        return rows->select("select grp_name from drive_groups, media_pools where "
-                            "drive_groups.grp_id=media_pools.drive_grp and media_pools.name='%s'",
-                            SqlText(pool).c_str());
-    return rows->select("select grp_name from drive_groups, hw_drives where "
-                        "drive_groups.grp_id=hw_drives.grp_id and hw_drives.drive_num='%s'",
-                        SqlText(drive).c_str());
+        return rows->find(kWho,
+                          "select grp_name from drive_groups, media_pools where "
+                          "drive_groups.grp_id=media_pools.drive_grp and media_pools.name='%s'",
+                          SqlText(pool).c_str());
+    return rows->find(kWho,
+                      "select grp_name from drive_groups, hw_drives where "
+                      "drive_groups.grp_id=hw_drives.grp_id and hw_drives.drive_num='%s'",
+                      SqlText(drive).c_str());
 }
 
 } // namespace
@@ -63,23 +64,6 @@ SplitLabel split_label(std::string_view media_info)
     return split;
 }
 
-bool is_drive_list(std::string_view drives)
-{
-    return drives.find(',') != std::string_view::npos;
-}
-
-std::string_view without_trailing_comma(std::string_view drives)
-{
-    while (!drives.empty() && drives.back() == ',')
-        drives.remove_suffix(1);
-    return drives;
-}
-
-std::string_view first_drive(std::string_view drives)
-{
-    return drives.substr(0, drives.find(','));
-}
-
 bool is_no_loader(std::string_view loader_num)
 {
     return is_null(loader_num) || loader_num == "0";
@@ -91,56 +75,77 @@ bool is_plain_word(std::string_view word)
     for (const char c : word)
         if (static_cast<unsigned char>(c) <= ' ' || acted_on.find(c) != acted_on.npos)
             return false;
-    return !word.empty() && word.front() != '#' && word.front() != '~';
+    return !word.empty() && std::string_view("#~-").find(word.front()) == word.npos;
 }
 
 int32_t i_SPLIT_LABEL(const char *text, char *pool, int32_t *number)
 {
     const SplitLabel split = split_label(text_or_empty(text));
-    copy_text(pool, TAMBA_LABEL_SIZE, split.pool.view());
+    copy_text(pool, TAMBA_LABEL_SIZE, split.pool);
     if (number)
         *number = split.number;
     return split.is_label ? 1 : 0;
 }
 
+Found drives_of_pool(const char *pool, std::string *list, MediaMessage *msg, TraceContext &trace)
+{
+    TraceScope scope(trace, kTraceMain, "+++ i_GET_DRIVES_OF_POOL  %s", pool);
+    Rows rows("DrivesPool", scope.context());
+    const Found found = rows.find("i_GET_DRIVES_OF_POOL: select from hw_drives",
+                                  "select drive_num from hw_drives where grp_id="
+                                  "(select drive_grp from media_pools where name='%s')",
+                                  SqlText(pool).c_str());
+    for (int32_t row = 1; row <= rows.count(); ++row) {
+        FixedText<TAMBA_DRIVE_SIZE> drive;
+        rows.text(row, "drive_num", drive);
+        list->append(drive.view()).append(",");
+    }
+    if (found == Found::no) {
+        message_to<Msg::kNoDrivesForPool>(msg->data(), msg->capacity(), pool);
+        prot_message<Msg::kNoDrivesForPool>(pool);
+    } else {
+        msg->assign(found == Found::unreadable ? rows.message() : "");
+    }
+    scope.leave(rows.count(), "--- i_GET_DRIVES_OF_POOL returns %d Drives:%s   msg:%s", rows.count(),
+                list->c_str(), msg->c_str());
+    return found;
+}
+
 int32_t i_GET_DRIVES_OF_POOL(const char *pool, char *drives_out, TraceContext trace)
 {
-    TraceScope scope(trace, kTraceMain, "+++ i_GET_DRIVES_OF_POOL  %s", text_or_empty(pool));
-    DriveList drives;
+    std::string list;
     MediaMessage msg;
-    Rows rows("DrivesPool", scope.context());
-    if (!rows.select("select drive_num from hw_drives where grp_id=(select drive_grp from media_pools where "
-                     "name='%s')",
-                     SqlText(pool).c_str()))
-        trap_db_err("i_GET_DRIVES_OF_POOL: select from hw_drives", rows.message(), scope.context(), 0);
-    for (int32_t row = 1; row <= rows.count(); ++row) {
-        DriveText drive;
-        rows.text(row, "drive_num", drive);
-        append_drive(&drives, drive.view());
-    }
-    if (rows.empty() && !rows.failed()) {
-        message_to<Msg::kNoDrivesForPool>(msg.data(), msg.size(), text_or_empty(pool));
-        prot_message<Msg::kNoDrivesForPool>(text_or_empty(pool));
-    }
-    copy_text(drives_out, TAMBA_DRIVE_LIST_SIZE, drives.view());
-    return scope.leave(rows.count(), "--- i_GET_DRIVES_OF_POOL returns %d Drives:%s   msg:%s", rows.count(),
-                       drives.c_str(), msg.c_str());
+    drives_of_pool(text_or_empty(pool), &list, &msg, trace);
+    copy_text(drives_out, TAMBA_DRIVE_LIST_SIZE, fitting(list, TAMBA_DRIVE_LIST_SIZE));
+    return static_cast<int32_t>(std::count(list.begin(), list.end(), ','));
+}
+
+Found drive_group(const char *pool, const char *drive_num, std::string *group, int32_t *count,
+                  MediaMessage *msg, TraceContext &trace)
+{
+    const Drives drive = Drives(drive_num).first();
+    TraceScope scope = enter_drive_group(pool, drive.c_str(), trace);
+    Rows rows("DriveGroup", scope.context());
+    FixedText<TAMBA_GROUP_SIZE> name;
+    Found found = Found::no;
+    if (*pool != '\0' || !drive.none())
+        found = find_drive_group(&rows, pool, drive.c_str());
+    if (found == Found::yes)
+        rows.text(1, "grp_name", name);
+    *group = name.c_str();
+    *count = rows.count();
+    msg->assign(found == Found::unreadable ? rows.message() : "");
+    scope.leave(rows.count(), "--- i_GET_DRIVE_GROUP: %s (%d rows)", name.c_str(), rows.count());
+    return found;
 }
 
 int32_t i_GET_DRIVE_GROUP(const char *media_pool, const char *drive_num, char *grp_name_out,
                           TraceContext trace)
 {
-    media_pool = text_or_empty(media_pool);
-    drive_num = text_or_empty(drive_num);
-    TraceScope scope = enter_drive_group(media_pool, drive_num, trace);
-    Rows rows("DriveGroup", scope.context());
-    FixedText<TAMBA_GROUP_SIZE> group;
-    if (*media_pool != '\0' || *drive_num != '\0') {
-        if (!select_drive_group(&rows, media_pool, drive_num))
-            trap_db_err("i_GET_DRIVE_GROUP: select from drive_groups", rows.message(), scope.context(), 0);
-        else if (!rows.empty())
-            rows.text(1, "grp_name", group);
-    }
-    copy_text(grp_name_out, TAMBA_GROUP_SIZE, group.view());
-    return scope.leave(rows.count(), "--- i_GET_DRIVE_GROUP: %s (%d rows)", group.c_str(), rows.count());
+    std::string group;
+    MediaMessage msg;
+    int32_t rows = 0;
+    drive_group(text_or_empty(media_pool), text_or_empty(drive_num), &group, &rows, &msg, trace);
+    copy_text(grp_name_out, TAMBA_GROUP_SIZE, group);
+    return rows;
 }

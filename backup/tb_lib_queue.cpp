@@ -1,23 +1,25 @@
 // Job queues: each operation is one run of the queue manager.
 #include <tamba/queue.h>
 
-#include <foundation/glbv.h>
 #include <foundation/messages.h>
 #include <foundation/time_stamp.h>
 #include <foundation/trace_scope.h>
 #include <foundation/version.h>
-#include <process/exe_file_name.h>
 #include <process/pipe_line.h>
+#include <process/program_path.h>
 #include <tamba/lists.h>
 #include <tamba/pipes.h>
 
 #include <cstdarg>
 #include <cstdio>
+#include <string>
 
 namespace {
 
 constexpr int32_t kLineSize = 256;
-constexpr size_t kStatusLetter = 7; // behind a leading "STATUS="
+constexpr size_t kLongestCommand = 255, kLongestJobCommand = 511;
+constexpr size_t kLongestShown = 100; // of a command that is refused: the reason is to be read behind it
+constexpr size_t kStatusLetter = 7;   // behind a leading "STATUS="
 constexpr int32_t kWarned = 2;
 
 using PipeMessage = FixedText<TAMBA_QUE_MSG_SIZE>;
@@ -34,6 +36,7 @@ struct Operation {
     const char *word_of_open; // in the exit line when tb_qm could not be started
     bool knows_warning = false;
     bool reports = true;
+    size_t longest = kLongestCommand;
 };
 
 // Takes the status line apart.  The letter that decides is the line's eighth, wherever "STATUS=" stands in it:
@@ -67,12 +70,26 @@ void read_answer(PIPE *pipe, bool knows_warning, Answer *answer, TraceScope &sco
     }
 }
 
+// A command that is cut would name another queue or job, or run it with half of its arguments: it is not run.
+bool is_refused(const Operation &operation, const std::string &command, TraceScope &scope)
+{
+    if (command.size() <= operation.longest)
+        return false;
+    FixedText<128> reason;
+    message_to<Msg::kCommandTooLong>(reason.data(), reason.capacity(), static_cast<int>(command.size()),
+                                     static_cast<int>(operation.longest));
+    scope.note("%s", reason.c_str());
+    if (operation.reports)
+        prot_message<Msg::kCommandFailed>((command.substr(0, kLongestShown) + "...").c_str(), reason.c_str());
+    return true;
+}
+
 // Runs one command and reports what the operator must know.  False when tb_qm could not be started.
 bool ask(const Operation &operation, const char *command, Answer *answer, PipeMessage *problem,
          TraceScope &scope)
 {
     PIPE pipe{};
-    if (!iPIPE_OPEN(command, "r", problem->data(), static_cast<int32_t>(problem->size()), &pipe)) {
+    if (!iPIPE_OPEN(command, "r", problem->data(), static_cast<int32_t>(problem->capacity()), &pipe)) {
         prot_message<Msg::kPipeNotOpened>(operation.word, ""); // the reason stands in the trace
         return false;
     }
@@ -101,53 +118,39 @@ int32_t leave(const Operation &operation, const Answer &answer, TraceScope &scop
 }
 
 // The whole of an operation that is one command.
-int32_t run(const Operation &operation, const char *command, TraceScope &scope)
+int32_t run(const Operation &operation, const std::string &command, TraceScope &scope)
 {
-    scope.note("cmd = %s", command);
+    scope.note("cmd = %s", command.c_str());
     Answer answer;
     PipeMessage problem;
-    if (!ask(operation, command, &answer, &problem, scope))
-        return leave_unasked(operation, command, problem, scope);
+    if (!is_refused(operation, command, scope) && !ask(operation, command.c_str(), &answer, &problem, scope))
+        return leave_unasked(operation, command.c_str(), problem, scope);
     return leave(operation, answer, scope);
-}
-
-using Command = FixedText<256>;
-using LongCommand = FixedText<512>;
-
-template <class Text> Text command_of(const char *format, const char *first, const char *second = "")
-{
-    Text command;
-    format_text(command.data(), command.size(), format, first, second);
-    return command;
 }
 
 // ---- que_sho_job ------------------------------------------------------------------------------------------------
 
+using JobLine = char[512];
+
 // The answer's one line; false when there was none.
-bool read_job_line(PIPE *pipe, LongCommand *line, TraceScope &scope)
+bool read_job_line(PIPE *pipe, JobLine &line, TraceScope &scope)
 {
-    char text[LongCommand::size()];
-    const bool read = read_terminated_line(pipe, text);
+    const bool read = read_terminated_line(pipe, line);
     if (read)
-        scope.note("%s", text);
+        scope.note("%s", line);
     scope.detail("got exit state: %d", iPIPE_CLOSE(pipe));
-    line->assign(text);
     return read;
 }
 
 // ---- que_submit -------------------------------------------------------------------------------------------------
 
-using Parameters = FixedText<512>;
-
-void add_parameter(Parameters *parameters, std::string_view text)
+void add_parameter(std::string *parameters, std::string_view text)
 {
-    parameters->append("\"");
-    parameters->append(text);
-    parameters->append("\" ");
+    parameters->append("\"").append(text).append("\" ");
 }
 
 // The texts of a list need not be terminated within their element.
-void add_list(Parameters *parameters, const LLHead *list)
+void add_list(std::string *parameters, const LLHead *list)
 {
     if (!list)
         return;
@@ -157,7 +160,7 @@ void add_list(Parameters *parameters, const LLHead *list)
     }
 }
 
-void collect_parameters(Parameters *parameters, int32_t list_type, va_list arguments)
+void collect_parameters(std::string *parameters, int32_t list_type, va_list arguments)
 {
     if (list_type == 'L') {
         add_list(parameters, va_arg(arguments, LLHead *));
@@ -171,28 +174,16 @@ void collect_parameters(Parameters *parameters, int32_t list_type, va_list argum
 }
 
 // "now" means this minute, whatever the date says; "today" is looked at only without it.
-void resolve_start(FixedText<64> *time, FixedText<64> *date)
+void resolve_start(std::string *time, std::string *date)
 {
     const auto now = display_stamp_now(); // 2008-02-14 10:30:00 Thu
     const std::string_view today = now.view().substr(0, 10);
-    if (time->view() == "now") {
-        time->assign(now.view().substr(11, 5));
-        date->assign(today);
-    } else if (date->view() == "today") {
-        date->assign(today);
+    if (*time == "now") {
+        *time = now.view().substr(11, 5);
+        *date = today;
+    } else if (*date == "today") {
+        *date = today;
     }
-}
-
-// Where the job's program lies.  An unknown directory would give the job a program that nobody installed there.
-std::string program_path(const char *program)
-{
-    GlobalValue directory;
-    if (!read_global("gv_ro_bin", &directory))
-        directory.assign("");
-    const std::string name = exe_file_name(program);
-    std::string path(format_text(nullptr, 0, "%s%s", directory.c_str(), name.c_str()), '\0');
-    format_text(path.data(), path.size() + 1, "%s%s", directory.c_str(), name.c_str());
-    return path;
 }
 
 } // namespace
@@ -202,8 +193,7 @@ int32_t que_block(const char *queue, TraceContext trace)
     queue = text_or_empty(queue);
     TraceScope scope(trace, kTraceMain, "+++ ZDL QUE_BLOCK  in %s  que= %s ", kLibraryVersion, queue);
     // Blocking is tried on queues that may not exist: its failure is no news.
-    return run({"QUE_BLOCK", "QUE_BLOCK", false, false}, command_of<Command>("tb_qm block %s", queue).c_str(),
-               scope);
+    return run({"QUE_BLOCK", "QUE_BLOCK", false, false}, format_string("tb_qm block %s", queue), scope);
 }
 
 int32_t que_init(const char *queue, const char *parameter, TraceContext trace)
@@ -212,22 +202,21 @@ int32_t que_init(const char *queue, const char *parameter, TraceContext trace)
     parameter = text_or_empty(parameter);
     TraceScope scope(trace, kTraceMain, "+++ ZDL QUE_INIT  in %s  %s  %s ", kLibraryVersion, queue,
                      parameter);
-    return run({"QUE_INIT", "QUE_INIT"}, command_of<Command>("tb_qm init %s %s", queue, parameter).c_str(),
-               scope);
+    return run({"QUE_INIT", "QUE_INIT"}, format_string("tb_qm init %s %s", queue, parameter), scope);
 }
 
 int32_t que_start(const char *queue, TraceContext trace)
 {
     queue = text_or_empty(queue);
     TraceScope scope(trace, kTraceMain, "+++ ZDL QUE_START  in %s  que= %s ", kLibraryVersion, queue);
-    return run({"QUE_START", "QUE_START"}, command_of<Command>("tb_qm start %s", queue).c_str(), scope);
+    return run({"QUE_START", "QUE_START"}, format_string("tb_qm start %s", queue), scope);
 }
 
 int32_t que_stop(const char *queue, TraceContext trace)
 {
     queue = text_or_empty(queue);
     TraceScope scope(trace, kTraceMain, "+++ ZDL QUE_STOP  in %s  que= %s ", kLibraryVersion, queue);
-    return run({"QUE_STOP", "QUE_STOP"}, command_of<Command>("tb_qm stop %s", queue).c_str(), scope);
+    return run({"QUE_STOP", "QUE_STOP"}, format_string("tb_qm stop %s", queue), scope);
 }
 
 int32_t que_delete(const char *queue, TraceContext trace)
@@ -238,12 +227,14 @@ int32_t que_delete(const char *queue, TraceContext trace)
     // One result for both commands: programs count on a stopped queue being reported as deleted.
     Answer answer;
     PipeMessage problem;
-    const auto stop = command_of<Command>("tb_qm stop %s", queue);
+    const std::string stop = format_string("tb_qm stop %s", queue);
+    const std::string command = format_string("tb_qm delete %s", queue);
+    if (is_refused(kDelete, command, scope)) // before the queue stands
+        return leave(kDelete, answer, scope);
     scope.note("first stop queue: cmd = %s", stop.c_str());
     if (!ask(kDelete, stop.c_str(), &answer, &problem, scope))
         return leave_unasked(kDelete, stop.c_str(), problem, scope);
     scope.note("result of stop: %s", answer.message.c_str());
-    const auto command = command_of<Command>("tb_qm delete %s", queue);
     scope.note("cmd = %s", command.c_str());
     if (!ask(kDelete, command.c_str(), &answer, &problem, scope))
         return leave_unasked(kDelete, command.c_str(), problem, scope);
@@ -254,7 +245,7 @@ int32_t que_sho(const char *queue, TraceContext trace)
 {
     queue = text_or_empty(queue);
     TraceScope scope(trace, kTraceMain, "+++ ZDL QUE_SHO: que= %s", queue);
-    return run({"QUE_SHO", "QUE_SHO", true}, command_of<Command>("tb_qm sho %s", queue).c_str(), scope);
+    return run({"QUE_SHO", "QUE_SHO", true}, format_string("tb_qm sho %s", queue), scope);
 }
 
 int32_t que_sho_job(const char *queue, const char *mode, const char *value, char *msg, TraceContext trace)
@@ -265,15 +256,19 @@ int32_t que_sho_job(const char *queue, const char *mode, const char *value, char
     TraceScope scope(trace, kTraceMain, "+++ ZDL QUE_SHO_JOB  in %s  que: %s mode: %s value: %s",
                      kLibraryVersion, queue, mode, value);
     PipeMessage reply; // says "position" for a name, too: programs compare the text
-    message_to<Msg::kNoJobAtPosition>(reply.data(), reply.size(), value);
+    message_to<Msg::kNoJobAtPosition>(reply.data(), reply.capacity(), value);
     // The empty word in quotes reaches tb_qm as an argument of its own.
     const bool by_name = std::string_view(mode) == "name";
-    const auto command = command_of<LongCommand>(
-        by_name ? R"(tb_qm job_sho %s %s "")" : R"(tb_qm job_sho %s "" %s)", queue, value);
+    const std::string command = by_name ? format_string(R"(tb_qm job_sho %s %s "")", queue, value)
+                                        : format_string(R"(tb_qm job_sho %s "" %s)", queue, value);
     scope.note("cmd = %s", command.c_str());
+    if (is_refused({"QUE_SHO_JOB", "QUE_SHO_JOB", false, true, kLongestJobCommand}, command, scope)) {
+        copy_text(msg, TAMBA_QUE_MSG_SIZE, reply.view());
+        return scope.leave(0, "--- ZDL QUE_SHO_JOB returns %d  msg: %s", 0, reply.c_str());
+    }
     PIPE pipe{};
     PipeMessage problem;
-    if (!iPIPE_OPEN(command.c_str(), "r", problem.data(), static_cast<int32_t>(problem.size()), &pipe)) {
+    if (!iPIPE_OPEN(command.c_str(), "r", problem.data(), static_cast<int32_t>(problem.capacity()), &pipe)) {
         std::fprintf(stderr, "PIPE_OPEN failed for %s: %s\n", command.c_str(), problem.c_str());
         prot_message<Msg::kPipeNotOpened>("QUE_SHO_JOB", problem.c_str());
         prot_message<Msg::kCommandFailed>(command.c_str(), problem.c_str());
@@ -282,11 +277,10 @@ int32_t que_sho_job(const char *queue, const char *mode, const char *value, char
         return scope.leave(0, "--- ZDL QUE_SHO_JOB  PIPE_OPEN failed for %s; return msg: %s", command.c_str(),
                            reply.c_str());
     }
-    LongCommand line;
-    const bool found =
-        read_job_line(&pipe, &line, scope) && line.view().find("STATUS=SUCCESS") != std::string_view::npos;
+    JobLine line;
+    const bool found = read_job_line(&pipe, line, scope) && std::strstr(line, "STATUS=SUCCESS") != nullptr;
     if (found)
-        reply.assign(line.view());
+        reply.assign(line);
     copy_text(msg, TAMBA_QUE_MSG_SIZE, reply.view());
     return scope.leave(found ? 1 : 0, "--- ZDL QUE_SHO_JOB returns %d  msg: %s", found ? 1 : 0,
                        reply.c_str());
@@ -300,24 +294,24 @@ int32_t que_submit(TraceContext trace, const char *queue, const char *start_time
     queue = text_or_empty(queue);
     TraceScope scope(trace, kTraceMain, "+++ ZDL QUE_SUBMIT  in %s  %s  %s", kLibraryVersion, queue,
                      text_or_empty(job_name));
-    const std::string path = program_path(text_or_empty(program));
+    const std::string path = program_directory() + exe_file_name(text_or_empty(program));
     const char type = static_cast<char>(list_type);
     scope.note("Argument list type = %c, exe-file = %s", type == '\0' ? ' ' : type, path.c_str());
-    Parameters parameters;
+    std::string parameters;
     va_list arguments;
     va_start(arguments, list_type);
     collect_parameters(&parameters, list_type, arguments);
     va_end(arguments);
     scope.note("szParams = %s ", parameters.c_str());
 
-    const LongCommand name(whole_name.substr(0, whole_name.find('/')));
-    FixedText<64> time{text_or_empty(start_time)}, date{text_or_empty(start_date)};
+    const std::string name(whole_name.substr(0, whole_name.find('/')));
+    std::string time = text_or_empty(start_time), date = text_or_empty(start_date);
     resolve_start(&time, &date);
     scope.note("szStartDate = %s  szStartTime = %s ", date.c_str(), time.c_str());
-    LongCommand command;
-    command.format("tb_qm que_submit %s %s %s %s %s %s %s", queue, time.c_str(), date.c_str(), name.c_str(),
-                   text_or_empty(job_parameter), path.c_str(), parameters.c_str());
-    return run({"QUE_SUBMIT", "QUE_SUBMIT"}, command.c_str(), scope);
+    return run({"QUE_SUBMIT", "QUE_SUBMIT", false, true, kLongestJobCommand},
+               format_string("tb_qm que_submit %s %s %s %s %s %s %s", queue, time.c_str(), date.c_str(),
+                             name.c_str(), text_or_empty(job_parameter), path.c_str(), parameters.c_str()),
+               scope);
 }
 
 int32_t que_del_entry(const char *entry, TraceContext trace)
@@ -325,6 +319,5 @@ int32_t que_del_entry(const char *entry, TraceContext trace)
     entry = text_or_empty(entry);
     TraceScope scope(trace, kTraceMain, "+++ ZDL QUE_DEL_ENTRY  in %s  entry = %s", kLibraryVersion, entry);
     // The word of the failure line is misspelt; scripts that read traces look for it as it is.
-    return run({"QUE_DEL_ENTRY", "QUE__ENTRY"}, command_of<Command>("tb_qm que_del_entry %s", entry).c_str(),
-               scope);
+    return run({"QUE_DEL_ENTRY", "QUE__ENTRY"}, format_string("tb_qm que_del_entry %s", entry), scope);
 }
