@@ -30,7 +30,6 @@ create table media (
     slot        text
 );
 create unique index media_label on media (label);
-create index media_pool_eol on media (pool, eol, id);
 create index media_pool_used on media (pool, sichtag, folgekass);
 
 -- The choice of a medium for a backup asks a pool for its most recently written medium that is still prepared.  A pool
@@ -41,6 +40,13 @@ create index media_pool_used on media (pool, sichtag, folgekass);
 create index media_prepared on media (pool, sichtag desc, folgekass desc, eol desc, drive_num, eom_state, close_tape,
                                       sperrkz, init_flag, label)
     where eom_state!='y' and (close_tape!='y' or close_tape is null) and sperrkz!='-' and init_flag!='y';
+
+-- The choice of the oldest medium goes through a pool in the order of its answer, all of it or what one loader holds, and
+-- sees only media that may be chosen: those reserved for the archive stay for years.
+create index media_oldest on media (pool, eol, id, label, drive_num, sperrkz, init_flag)
+    where sperrkz='+' and init_flag<>'y';
+create index media_oldest_in_loader on media (pool, lader, eol, id, label, drive_num, sperrkz, init_flag)
+    where sperrkz='+' and init_flag<>'y';
 
 -- One row per media pool.
 create table media_pools (

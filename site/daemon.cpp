@@ -37,7 +37,8 @@ void feed_input(intptr_t socket, TB_HANDLE input)
         const bool ended = held.ends_with(kEndOfInput);
         const size_t ready = ended ? held.size() - kEndOfInput.size()
                                    : held.size() - std::min(held.size(), kEndOfInput.size());
-        pl_write(input, held.data(), ready, &put);
+        static_cast<void>(
+            pl_write(input, held.data(), ready, &put)); // a command need not read all of its input
         held.erase(0, ready);
         if (ended)
             break;
@@ -52,6 +53,50 @@ void send_output(intptr_t socket, TB_HANDLE output)
     while (pl_read(output, block, sizeof block, &got))
         iSendBuffer(socket, block, static_cast<int32_t>(got));
     pl_close(output);
+}
+
+// True when the client's input has begun.
+bool input_waits(intptr_t socket)
+{
+    PlSocketWait wait = {socket, kPlReadable, 0};
+    return pl_socket_wait(&wait, 1, kPlNoLimit) > 0;
+}
+
+void run(const DaemonCall &call, bool reads)
+{
+    daemon_send(call.first, std::string(1, '\0'));
+    const intptr_t second = call.port.empty() ? call.first : call.call_back();
+    PlChildStreams streams;
+    streams.pipe_input = streams.pipe_output = streams.pipe_error = true;
+    PlChild child;
+    int32_t code = 255;
+    if (pl_child_start(nullptr, pl_script_command(call.command.c_str()).c_str(), streams, &child) ==
+        PlChildStart::done) {
+        std::thread input, errors(send_output, second, child.errors);
+        if (reads)
+            input = std::thread(feed_input, call.first, child.input);
+        else
+            pl_close(child.input);
+        send_output(call.first, child.output);
+        errors.join();
+        pl_wait(child.process, kPlForever);
+        if (!pl_process_exit_code(child.process, &code))
+            code = 255;
+        pl_close(child.process);
+        pl_close(child.thread);
+        pl_socket_send_urgent(second, static_cast<uint8_t>(code));
+        if (reads) {
+            pl_socket_shutdown(call.first); // the input that still comes is nobody's any more
+            input.join();
+        } else {
+            input_waits(call.first);
+        }
+    } else {
+        daemon_send(second, "the shell cannot be started\n");
+        pl_socket_send_urgent(second, static_cast<uint8_t>(code));
+    }
+    if (second != call.first && second != kPlNoSocket)
+        pl_socket_close(second);
 }
 
 } // namespace
@@ -74,6 +119,7 @@ std::string daemon_input(intptr_t socket)
 intptr_t DaemonCall::call_back() const
 {
     const PlSocket socket = pl_socket_open();
+    pl_socket_set_options(socket);
     if (pl_socket_connect(socket, client, static_cast<uint16_t>(std::atoi(port.c_str()))))
         return socket;
     pl_socket_close(socket);
@@ -82,30 +128,12 @@ intptr_t DaemonCall::call_back() const
 
 void run_command(const DaemonCall &call)
 {
-    daemon_send(call.first, std::string(1, '\0'));
-    const intptr_t second = call.port.empty() ? call.first : call.call_back();
-    PlChildStreams streams;
-    streams.pipe_input = streams.pipe_output = streams.pipe_error = true;
-    PlChild child;
-    int32_t code = 255;
-    if (pl_child_start(nullptr, pl_script_command(call.command.c_str()).c_str(), streams, &child) ==
-        PlChildStart::done) {
-        std::thread input(feed_input, call.first, child.input), errors(send_output, second, child.errors);
-        send_output(call.first, child.output);
-        errors.join();
-        pl_wait(child.process, kPlForever);
-        pl_process_exit_code(child.process, &code);
-        pl_close(child.process);
-        pl_close(child.thread);
-        pl_socket_send_urgent(second, static_cast<uint8_t>(code));
-        pl_socket_shutdown(call.first); // the input that still comes is nobody's any more
-        input.join();
-    } else {
-        daemon_send(second, "the shell cannot be started\n");
-        pl_socket_send_urgent(second, static_cast<uint8_t>(code));
-    }
-    if (second != call.first && second != kPlNoSocket)
-        pl_socket_close(second);
+    run(call, true);
+}
+
+void run_command_and_leave(const DaemonCall &call)
+{
+    run(call, false);
 }
 
 ControlDaemon::ControlDaemon(DaemonBehaviour behaviour, uint16_t port) : behaviour_(std::move(behaviour))
@@ -141,6 +169,7 @@ void ControlDaemon::serve()
         call.first = pl_socket_accept(listener_);
         if (call.first == kPlNoSocket)
             return;
+        pl_socket_set_options(call.first); // what still waits to be sent is lost in a reset
         if (!ending_ && read_text(call.first, &call.port) && read_text(call.first, &call.user) &&
             read_text(call.first, &call.command) && pl_socket_peer(call.first, &call.client))
             behaviour_(call);

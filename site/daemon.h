@@ -21,8 +21,10 @@ struct DaemonCall {
 // What the daemon does with a call; it closes what it opens, the daemon closes first.
 using DaemonBehaviour = std::function<void(const DaemonCall &call)>;
 
-// Runs the command with this machine's shell and relays its streams; the exit code goes out as an urgent byte.
+// Runs the command with this machine's shell and relays its streams; the exit code goes out as an urgent byte.  The
+// second one hands on no input and leaves it unread, so that the system resets the connection behind the code.
 void run_command(const DaemonCall &call);
+void run_command_and_leave(const DaemonCall &call);
 
 // Serves one call after the other on a port of its own until it is destroyed.
 class ControlDaemon {

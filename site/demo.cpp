@@ -64,7 +64,7 @@ bool set_up(Stage &stage, const Options &options, std::string *problem)
     }
     const fs::path folder = temporary / ("tamba-demo-" + std::to_string(pl_process_id()));
     if (!make_site(folder.string(), options.language, &stage.site, problem) ||
-        !install_programs(stage.site, TAMBA_STANDIN, problem))
+        !install_programs(stage.site, problem))
         return false;
     set_trace_level(stage.site, "DEMO", 1);
     v_set_log_main(kDemoTrace, "DEMO", &stage.trace);
@@ -85,6 +85,7 @@ int run_demo(const Options &options)
     one_program_steps(stage);
     two_program_steps(stage);
     host_steps(stage);
+    volume_steps(stage);
     const bool good = stage.report.finish();
     if (options.keep || !good) {
         std::printf("The site is still there: %s\n", stage.site.root.c_str());

@@ -48,20 +48,35 @@ std::string described(const SiteRow &row)
     return row[0] + ": new, eol " + row[1] + ", drive " + row[8] + ", loader " + row[9];
 }
 
+const SiteRow *row_of(const std::vector<SiteRow> &rows, const std::string &key)
+{
+    const auto row = std::find_if(rows.begin(), rows.end(), [&](const SiteRow &r) { return r[0] == key; });
+    return row == rows.end() ? nullptr : &*row;
+}
+
 Lines media_changes(const std::vector<SiteRow> &before, const std::vector<SiteRow> &after)
 {
     Lines lines;
     for (const SiteRow &row : after) {
-        const auto old = std::find_if(before.begin(), before.end(),
-                                      [&](const SiteRow &candidate) { return candidate[0] == row[0]; });
-        if (old == before.end()) {
+        const SiteRow *const old = row_of(before, row[0]);
+        if (!old)
             lines.push_back(described(row));
-            continue;
-        }
-        for (size_t i = 1; i < kColumnCount; ++i)
+        for (size_t i = 1; old && i < kColumnCount; ++i)
             if ((*old)[i] != row[i])
                 lines.push_back(row[0] + ": " + kColumns[i] + " " + (*old)[i] + " -> " + row[i]);
     }
+    for (const SiteRow &row : before)
+        if (!row_of(after, row[0]))
+            lines.push_back(row[0] + ": gone");
+    return lines;
+}
+
+Lines catalogue_changes(const Evidence &before, const Evidence &after)
+{
+    Lines lines = media_changes(before.media, after.media);
+    for (const SiteRow &row : after.drives)
+        if (const SiteRow *const old = row_of(before.drives, row[0]); old && (*old)[1] != row[1])
+            lines.push_back("drive " + row[0] + ": label " + (*old)[1] + " -> " + row[1]);
     return lines;
 }
 
@@ -69,16 +84,19 @@ Lines media_changes(const std::vector<SiteRow> &before, const std::vector<SiteRo
 
 Evidence look_at(const Site &site, const std::string &trace_file)
 {
-    return {calls(site), lines_of(read_text(site.path("log/tamba.prot"))),
+    return {calls(site),
+            lines_of(read_text(site.path("log/tamba.prot"))),
             lines_of(read_text(site.path("info/info.dat"))),
-            lines_of(read_text(site.path("lgc/" + trace_file))), media_of(site)};
+            lines_of(read_text(site.path("lgc/" + trace_file))),
+            media_of(site),
+            site_rows(site, "select drive_num,label from hw_drives order by drive_num")};
 }
 
 Difference difference(const Evidence &before, const Evidence &after)
 {
     return {behind(before.calls, after.calls), behind(before.protocol, after.protocol),
             only_in(after.board, before.board), trace_texts(behind(before.trace, after.trace)),
-            media_changes(before.media, after.media)};
+            catalogue_changes(before, after)};
 }
 
 bool any_contains(const Lines &lines, const std::string &text)

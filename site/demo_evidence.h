@@ -1,4 +1,4 @@
-// What a call left behind on the site: programs started, catalogue rows, protocol, info board, trace.
+// What a call left behind on the site: programs started, media and drives in the catalogue, protocol, info board, trace.
 #pragma once
 
 #include <site/site.h>
@@ -11,7 +11,7 @@ using Lines = std::vector<std::string>;
 // The state of the site at one moment.
 struct Evidence {
     Lines calls, protocol, board, trace;
-    std::vector<SiteRow> media;
+    std::vector<SiteRow> media, drives;
 };
 
 Evidence look_at(const Site &site, const std::string &trace_file);
@@ -19,7 +19,8 @@ Evidence look_at(const Site &site, const std::string &trace_file);
 // What changed between two moments.
 struct Difference {
     Lines calls, protocol, board, trace;
-    Lines media; // "label: column old -> new", "label: new ..."
+    Lines
+        catalogue; // "label: column old -> new", "label: new ...", "label: gone", "drive 3: label old -> new"
 };
 
 Difference difference(const Evidence &before, const Evidence &after);

@@ -1,7 +1,6 @@
 // The second act: a job is queued, a client host answers, a command runs there.
 #include <site/demo.h>
 
-#include <foundation/messages.h>
 #include <platform/files.h>
 #include <platform/process.h>
 #include <site/daemon.h>
@@ -13,29 +12,11 @@ namespace {
 
 constexpr const char *kHost = "127.0.0.1"; // a client of the catalogue that is reached by its control daemon
 
-// A call on the stage: what it leaves behind is shown under its own fields.
-template <class Call> Difference show(Stage &stage, const std::string &text, Call call)
-{
-    const Evidence before = look_at(stage.site, kDemoTrace);
-    stage.report.field("call", {text}, Tone::strong);
-    const std::string result = call();
-    const Difference left = difference(before, look_at(stage.site, kDemoTrace));
-    stage.report.field("result", {result}, result[0] == '1' ? Tone::good : Tone::bad);
-    show_left_behind(stage.report, left);
-    if (stage.full)
-        stage.report.field("trace", left.trace, Tone::faint);
-    return left;
-}
-
 // The daemon of the client host, and the site's configuration pointing to it.
 std::unique_ptr<ControlDaemon> start_daemon(const Site &site)
 {
     auto daemon = std::make_unique<ControlDaemon>();
-    const std::string file = site.path("ini/tb.ini"), key = "CTRLD_Port=";
-    std::string ini = read_text(file);
-    const size_t at = ini.find(key) + key.size();
-    ini.replace(at, ini.find('\n', at) - at, std::to_string(daemon->port()));
-    write_text(file, ini);
+    set_ini_value(site, "CTRLD_Port", std::to_string(daemon->port()));
     const std::string path = site.path("bin/tamba") + pl_path_list_separator() + pl_getenv("PATH");
     pl_setenv("PATH", path.c_str()); // where the daemon finds the host's programs
     return daemon;
@@ -47,7 +28,7 @@ void job_is_queued(Stage &stage)
                       "The queue manager tb_qm keeps the queue \"night\"; the job runs tb_notify at ten.");
     char msg[TAMBA_QUE_MSG_SIZE] = "";
     const Difference left =
-        show(stage, "que_init, que_start, que_submit, que_sho_job(\"night\", \"name\", \"daily\")", [&] {
+        show_call(stage, "que_init, que_start, que_submit, que_sho_job(\"night\", \"name\", \"daily\")", [&] {
             const bool queued =
                 que_init("night", "serial", stage.trace) == 1 && que_start("night", stage.trace) == 1 &&
                 que_submit(stage.trace, "night", "22:00", "2026-02-14", "daily/full", "p1", "tb_notify", 'A',
@@ -67,14 +48,13 @@ void job_is_missing(Stage &stage)
 {
     stage.report.step("A job that is not there, a queue that is not there",
                       "The first is an answer, the second a failure.");
-    char msg[TAMBA_QUE_MSG_SIZE] = "", expected[TAMBA_QUE_MSG_SIZE];
-    message_to<Msg::kNoJobAtPosition>(expected, sizeof expected, "7");
+    char msg[TAMBA_QUE_MSG_SIZE] = "";
     const Difference left =
-        show(stage, "que_sho_job(\"night\", \"position\", \"7\"), que_start(\"day\")", [&] {
+        show_call(stage, "que_sho_job(\"night\", \"position\", \"7\"), que_start(\"day\")", [&] {
             const int32_t shown = que_sho_job("night", "position", "7", msg, stage.trace);
             return std::to_string(shown + que_start("day", stage.trace)) + "   " + msg;
         });
-    stage.report.check(std::string(msg) == expected, "the message in the set language");
+    stage.report.check(msg == message_text<Msg::kNoJobAtPosition>("7"), "the message in the set language");
     stage.report.check(left.protocol.size() == 1 && any_contains(left.protocol, "E008-BASICS") &&
                            any_contains(left.protocol, "no queue day"),
                        "the protocol names the command and tb_qm's reason: E008-BASICS");
@@ -84,7 +64,7 @@ void client_is_alive(Stage &stage)
 {
     stage.report.step("Is the client alive?", "Its agent tbc is run through the control daemon of the host.");
     char msg[TAMBA_CLIENT_MSG_SIZE] = "";
-    const Difference left = show(stage, std::string("alive_test_tbc(\"") + kHost + "\")", [&] {
+    const Difference left = show_call(stage, std::string("alive_test_tbc(\"") + kHost + "\")", [&] {
         return std::to_string(alive_test_tbc(kHost, msg, stage.trace)) + "   " + msg;
     });
     stage.report.check(std::string(msg).find("VERSION: tbc ") == 0, "it answers with its version");
@@ -99,7 +79,7 @@ void variable_of_the_host(Stage &stage)
     char value[TAMBA_GLBV_SIZE] = "tape 7";
     Lines values;
     const std::string name = std::string(kHost) + ":last_tape";
-    const Difference left = show(stage, "master_glbv w, r, d, r (\"" + name + "\")", [&] {
+    const Difference left = show_call(stage, "master_glbv w, r, d, r (\"" + name + "\")", [&] {
         for (const char *function : {"w", "r", "d", "r"})
             values.emplace_back(master_glbv(function, name.c_str(), value));
         return "1   " + values[1] + ", then " + values[3];
@@ -120,7 +100,7 @@ void command_on_the_host(Stage &stage)
          failing[TB_REMOTE_CMD_SIZE] = "echo STATUS=ERROR MSG=no tape& exit 3";
     int32_t results[2] = {};
     const Difference left =
-        show(stage, std::string("REMOTE_CMD(\"") + kHost + "|" + file + "\", \"" + cmd + "\")", [&] {
+        show_call(stage, std::string("REMOTE_CMD(\"") + kHost + "|" + file + "\", \"" + cmd + "\")", [&] {
             results[0] = REMOTE_CMD((std::string(kHost) + "|" + file).c_str(), cmd, 1, stage.trace);
             return std::to_string(results[0]) + "   " + cmd;
         });
@@ -138,12 +118,11 @@ void command_on_the_host(Stage &stage)
 void host_does_not_answer(Stage &stage)
 {
     stage.report.step("The daemon is gone", "Seven attempts, then the operator is told.");
-    char msg[TAMBA_CLIENT_MSG_SIZE] = "", expected[TAMBA_CLIENT_MSG_SIZE];
-    message_to<Msg::kHostNotReachable>(expected, sizeof expected, kHost);
-    const Difference left = show(stage, std::string("alive_test_tbc(\"") + kHost + "\")", [&] {
+    char msg[TAMBA_CLIENT_MSG_SIZE] = "";
+    const Difference left = show_call(stage, std::string("alive_test_tbc(\"") + kHost + "\")", [&] {
         return std::to_string(alive_test_tbc(kHost, msg, stage.trace)) + "   " + msg;
     });
-    stage.report.check(std::string(msg) == expected, "E020-HOSTS in the set language");
+    stage.report.check(msg == message_text<Msg::kHostNotReachable>(kHost), "E020-HOSTS in the set language");
     stage.report.check(any_contains(left.trace, "retry alive test (6/5)"), "after six retries");
     stage.report.check(any_contains(left.protocol, "E020-HOSTS"), "and in the protocol");
 }

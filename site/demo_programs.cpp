@@ -113,7 +113,7 @@ void second_waits(Stage &stage)
     report.check(both_ended && first.answer().result == 1 && first.answer().label == "FRESH00001" &&
                      second.answer().result == 1 && second.answer().label == "FRESH00001",
                  "both ended well, with FRESH00001");
-    report.check(left.calls == Lines{"tb_init -d 3 -m FRESH -L backup"} && left.media.size() == 1,
+    report.check(left.calls == Lines{"tb_init -d 3 -m FRESH -L backup"} && left.catalogue.size() == 1,
                  "tb_init ran for the first only");
 }
 

@@ -1,8 +1,6 @@
 // The steps of one program.
 #include <site/demo.h>
 
-#include <foundation/messages.h>
-
 #include <algorithm>
 #include <cstdio>
 
@@ -33,7 +31,8 @@ Lines without_statements(const Lines &trace)
     return lines;
 }
 
-Seen show_call(Stage &stage, const std::string &drive, const std::string &media_info, bool statements = false)
+Seen show_request(Stage &stage, const std::string &drive, const std::string &media_info,
+                  bool statements = false)
 {
     const Evidence before = look_at(stage.site, kDemoTrace);
     Seen seen;
@@ -60,7 +59,7 @@ void check_answer(Stage &stage, const Seen &seen, int32_t result, const std::str
 
 void check_untouched(Stage &stage, const Seen &seen)
 {
-    stage.report.check(seen.left.calls.empty() && seen.left.media.empty() && seen.left.protocol.empty(),
+    stage.report.check(seen.left.calls.empty() && seen.left.catalogue.empty() && seen.left.protocol.empty(),
                        "no program was started, catalogue and protocol are as before");
 }
 
@@ -86,13 +85,6 @@ std::string global(const char *name)
     return glbv("r", name, value);
 }
 
-template <Msg id, class... Arguments> std::string message(Arguments... arguments)
-{
-    char text[TAMBA_MEDIA_MSG_SIZE];
-    message_to<id>(text, sizeof text, arguments...);
-    return text;
-}
-
 // ---- the steps ---------------------------------------------------------------------------------------------------
 
 void prepared_medium(Stage &stage)
@@ -101,7 +93,7 @@ void prepared_medium(Stage &stage)
         "A pool is given, and a prepared medium is found",
         "Drive 3, pool DAILY.  Of the two prepared media the one written last is continued; its "
         "neighbours are full, write-protected, closed or expired.");
-    const Seen seen = show_call(stage, "3", "DAILY", true);
+    const Seen seen = show_request(stage, "3", "DAILY", true);
     check_answer(stage, seen, 1, "3", "DAILY00012");
     check_untouched(stage, seen);
     check_balanced(stage, seen);
@@ -113,14 +105,14 @@ void medium_in_other_loader(Stage &stage)
         "The prepared medium is in another loader",
         "Drive 3 is served by loader 2, but WEEKLY00004 was carried into loader 1: it is closed, and "
         "tb_init prepares a new medium of the pool.");
-    const Seen seen = show_call(stage, "3", "WEEKLY", true);
+    const Seen seen = show_request(stage, "3", "WEEKLY", true);
     check_answer(stage, seen, 1, "3", "WEEKLY00005");
     stage.report.check(first_value(stage.site, "select close_tape from media where label='WEEKLY00004'") ==
                            "y",
                        "WEEKLY00004 is closed");
     stage.report.check(seen.left.calls == Lines{"tb_init -d 3 -m WEEKLY -L backup"},
                        "tb_init ran once, for the pool");
-    const std::string started = message<Msg::kStartingInit>("-d 3", "WEEKLY");
+    const std::string started = message_text<Msg::kStartingInit>("-d 3", "WEEKLY");
     stage.report.check(seen.left.protocol.size() == 1 &&
                            any_contains(seen.left.protocol, started.substr(0, 12)) &&
                            any_contains(seen.left.protocol, "]: " + started.substr(13)),
@@ -132,9 +124,9 @@ void medium_in_other_loader(Stage &stage)
 void nothing_given(Stage &stage)
 {
     stage.report.step("Neither medium, pool nor drive", "There is nothing to start from.");
-    const Seen seen = show_call(stage, "", "");
+    const Seen seen = show_request(stage, "", "");
     check_answer(stage, seen, 0, "", "");
-    stage.report.check(seen.answer.msg == message<Msg::kLabelPoolDriveMissing>(),
+    stage.report.check(seen.answer.msg == message_text<Msg::kLabelPoolDriveMissing>(),
                        "E004-TBC_COM in the set language");
     check_untouched(stage, seen);
     check_balanced(stage, seen);
@@ -143,7 +135,7 @@ void nothing_given(Stage &stage)
 void label_given(Stage &stage)
 {
     stage.report.step("A label is given", "The older of the prepared media is asked for by name.");
-    const Seen seen = show_call(stage, "3", "DAILY00011");
+    const Seen seen = show_request(stage, "3", "DAILY00011");
     check_answer(stage, seen, 1, "3", "DAILY00011");
     check_untouched(stage, seen);
 }
@@ -151,7 +143,7 @@ void label_given(Stage &stage)
 void default_pool(Stage &stage)
 {
     stage.report.step("Only a drive is given", "The drive's default pool stands in the catalogue.");
-    const Seen seen = show_call(stage, "3", "");
+    const Seen seen = show_request(stage, "3", "");
     check_answer(stage, seen, 1, "3", "DAILY00012");
     check_untouched(stage, seen);
 }
@@ -159,7 +151,7 @@ void default_pool(Stage &stage)
 void no_default_pool(Stage &stage)
 {
     stage.report.step("Only a drive is given, and it has no default pool", "Drive 4 stands on a desk.");
-    const Seen seen = show_call(stage, "4", "");
+    const Seen seen = show_request(stage, "4", "");
     check_answer(stage, seen, 0, "4", "");
     stage.report.check(seen.answer.msg == "no default media-pool for drive 4 configured",
                        "the message names the drive");
@@ -170,7 +162,7 @@ void several_drives(Stage &stage)
 {
     stage.report.step("A pool with several drives",
                       "Drives 1 and 2 serve MONTHLY; the medium to continue is in drive 2.");
-    const Seen seen = show_call(stage, "", "MONTHLY");
+    const Seen seen = show_request(stage, "", "MONTHLY");
     check_answer(stage, seen, 1, "2", "MONTHLY00007");
     stage.report.check(any_contains(seen.left.trace, "pool has drives 1,2"), "both drives were looked at");
     check_untouched(stage, seen);
@@ -182,11 +174,13 @@ void init_fails(Stage &stage)
                       "FRESH has no medium yet, and tb_init finds no tape in the drive.");
     const std::string script = script_path(stage.site, "tb_init", "fail");
     write_text(script, "no tape in the drive\n");
-    const Seen seen = show_call(stage, "3", "FRESH");
+    const Seen seen = show_request(stage, "3", "FRESH");
     std::remove(script.c_str());
     check_answer(stage, seen, 0, "3", "FRESH");
-    stage.report.check(seen.answer.msg == message<Msg::kInitFailed>(), "the message in the set language");
-    stage.report.check(seen.left.calls == Lines{"tb_init -d 3 -m FRESH -L backup"} && seen.left.media.empty(),
+    stage.report.check(seen.answer.msg == message_text<Msg::kInitFailed>(),
+                       "the message in the set language");
+    stage.report.check(seen.left.calls == Lines{"tb_init -d 3 -m FRESH -L backup"} &&
+                           seen.left.catalogue.empty(),
                        "tb_init ran once and left no medium");
     stage.report.check(global("gv_init_msg_3") == "? no tape in the drive",
                        "the reason stands in gv_init_msg_3");
@@ -215,6 +209,18 @@ std::string answer_text(const Answer &answer)
            "\"";
 }
 
+// Whoever waits asks the same again and again: equal lines in a row become one.
+static Lines without_repeats(const Lines &lines)
+{
+    Lines shown;
+    for (size_t at = 0, end = 0; at < lines.size(); at = end) {
+        while (end < lines.size() && lines[end] == lines[at])
+            ++end;
+        shown.push_back(lines[at] + (end - at > 1 ? "   (" + std::to_string(end - at) + " times)" : ""));
+    }
+    return shown;
+}
+
 void show_left_behind(Report &report, const Difference &left)
 {
     std::string unchanged;
@@ -222,10 +228,10 @@ void show_left_behind(Report &report, const Difference &left)
         if (lines.empty())
             unchanged += (unchanged.empty() ? "" : ", ") + std::string(name);
         else
-            report.field(name, lines);
+            report.field(name, without_repeats(lines));
     };
     show("programs", left.calls);
-    show("catalogue", left.media);
+    show("catalogue", left.catalogue);
     show("protocol", left.protocol);
     show("info board", left.board);
     if (!unchanged.empty())

@@ -14,7 +14,7 @@ int main(int argc, char **argv)
     Site site;
     std::string problem;
     if (!make_site(argv[1], argc > 2 ? argv[2] : "en", &site, &problem) ||
-        !install_programs(site, TAMBA_STANDIN, &problem)) {
+        !install_programs(site, &problem)) {
         std::fprintf(stderr, "tamba_make_site: %s\n", problem.c_str());
         return 1;
     }

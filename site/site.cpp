@@ -19,9 +19,21 @@ namespace {
 constexpr const char kCompanyKey[] = "Software\\Korvel\\tamba";
 constexpr const char *const kDirectories[] = {"ini",  "lgc", "work/sem", "work/site", "glbv",
                                               "info", "db",  "log",      "bin/tamba", "registry"};
-constexpr const char *const kPrograms[] = {"tb_init", "tb_alarm", "tb_os_startup", "tb_notify",
-                                           "tb_qm",   "damisql",  "tbc",           "tb_client",
-                                           "jrsh",    "rsh",      "tb_ctrlc"};
+constexpr const char *const kPrograms[] = {"tb_init",
+                                           "tb_alarm",
+                                           "tb_os_startup",
+                                           "tb_notify",
+                                           "tb_arch",
+                                           "tb_qm",
+                                           "damisql",
+                                           "tbc",
+                                           "tb_client",
+                                           "jrsh",
+                                           "rsh",
+                                           "tb_ctrlc",
+                                           "tb_tbs_interface",
+                                           "tb_ndmp_interface",
+                                           "tb_loader"};
 
 struct Variable {
     const char *name, *relative; // directories below the root end with "/"
@@ -136,12 +148,12 @@ bool make_site(const std::string &directory, const std::string &language, Site *
     return site_sql(*site, std::string(kCatalogue) + kSeed, problem);
 }
 
-bool install_programs(const Site &site, const std::string &standin, std::string *problem)
+bool install_programs(const Site &site, std::string *problem)
 {
-    const fs::path from = fs::absolute(standin), to = site.path("bin/tamba/");
+    const fs::path from = fs::absolute(TAMBA_STANDIN), to = site.path("bin/tamba/");
     for (const std::string name : kPrograms)
         if (!copy_program(from, to / name) || !copy_program(from, to / (name + ".exe")))
-            return fail(problem, name + ": cannot be installed from " + standin);
+            return fail(problem, name + ": cannot be installed from " TAMBA_STANDIN);
     // A copy does not find the shared libraries that lie beside the original.
     std::error_code error;
     for (const fs::directory_entry &entry : fs::directory_iterator(from.parent_path(), error))
@@ -158,6 +170,27 @@ bool set_trace_level(const Site &site, const std::string &module, int level)
         if (line.compare(0, key.size(), key) != 0)
             text += line + "\n";
     return write_text(file, text + key + std::to_string(level) + "\n");
+}
+
+bool set_ini_value(const Site &site, const std::string &key, const std::string &value)
+{
+    const std::string file = site.path("ini/tb.ini");
+    std::string text;
+    for (const std::string &line : lines_of(read_text(file)))
+        text += (line.compare(0, key.size() + 1, key + "=") == 0 ? key + "=" + value : line) + "\n";
+    return write_text(file, text);
+}
+
+bool put_into_drive(const Site &site, const std::string &drive_num, const std::string &medium)
+{
+    const std::string text = medium + "\n";
+    return pl_replace_file(site.path("work/site/drive_" + drive_num).c_str(), text.data(), text.size());
+}
+
+std::string medium_in_drive(const Site &site, const std::string &drive_num)
+{
+    const std::vector<std::string> lines = lines_of(read_text(site.path("work/site/drive_" + drive_num)));
+    return lines.empty() ? "" : lines[0];
 }
 
 bool site_sql(const Site &site, const std::string &statements, std::string *problem)
@@ -180,6 +213,20 @@ std::vector<SiteRow> site_rows(const Site &site, const std::string &query)
     std::vector<SiteRow> rows;
     sqlite3_exec(open_catalogue(site).get(), query.c_str(), collect, &rows, nullptr);
     return rows;
+}
+
+std::string dump_catalogue(const Site &site)
+{
+    std::string dump;
+    for (const SiteRow &table :
+         site_rows(site, "select name from sqlite_master where type='table' order by name"))
+        for (const SiteRow &row : site_rows(site, "select * from " + table[0] + " order by rowid")) {
+            dump += table[0];
+            for (const std::string &value : row)
+                dump += "|" + value;
+            dump += "\n";
+        }
+    return dump;
 }
 
 std::string read_text(const std::string &path)

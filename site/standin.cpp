@@ -53,6 +53,15 @@ bool read_script(const Call &call, const std::string &kind, std::string *text)
     return true;
 }
 
+bool must_fail(const Call &call, std::string *reason)
+{
+    if (!read_script(call, "fail", reason))
+        return false;
+    while (!reason->empty() && reason->back() == '\n')
+        reason->pop_back();
+    return true;
+}
+
 namespace {
 
 // ---- scripts
@@ -81,16 +90,6 @@ void pass_gate(const Call &call)
         wait_msec(10);
 }
 
-// True when the script wants this program to fail, with the reason.
-bool must_fail(const Call &call, std::string *reason)
-{
-    if (!read_script(call, "fail", reason))
-        return false;
-    while (!reason->empty() && reason->back() == '\n')
-        reason->pop_back();
-    return true;
-}
-
 // ---- catalogue
 // ---------------------------------------------------------------------------------------------------
 
@@ -116,22 +115,6 @@ bool execute(const Call &call, const std::string &sql, std::string *message)
     return done;
 }
 
-// ---- tb_init
-// -----------------------------------------------------------------------------------------------------
-
-// The label behind the pool's last one.
-std::string next_label(const Call &call, const std::string &pool)
-{
-    std::string last;
-    execute(call, "select max(label) from media where pool=" + in_quotes(pool), &last);
-    int32_t number = 0;
-    char name[TAMBA_LABEL_SIZE] = "";
-    i_SPLIT_LABEL(last.c_str(), name, &number);
-    char label[TAMBA_LABEL_SIZE + 8];
-    std::snprintf(label, sizeof label, "%s%05d", pool.c_str(), number + 1);
-    return label;
-}
-
 std::string end_of_life(const Call &call, const std::string &pool)
 {
     const int days =
@@ -141,17 +124,34 @@ std::string end_of_life(const Call &call, const std::string &pool)
     return std::string(time_get(stamp)).substr(0, 19);
 }
 
-// A medium fresh from initialisation: every flag clear, nothing written yet, in the loader of the drive.
+} // namespace
+
+bool next_label(const Call &call, const std::string &pool, std::string *next, std::string *problem)
+{
+    std::string last;
+    if (!execute(call, "select max(label) from media where pool=" + in_quotes(pool), &last)) {
+        *problem = last;
+        return false;
+    }
+    int32_t number = 0;
+    char name[TAMBA_LABEL_SIZE] = "";
+    i_SPLIT_LABEL(last.c_str(), name, &number);
+    char label[TAMBA_LABEL_SIZE + 8];
+    std::snprintf(label, sizeof label, "%s%05d", pool.c_str(), number + 1);
+    *next = label;
+    return true;
+}
+
 bool write_medium(const Call &call, const std::string &label, const std::string &pool,
-                  const std::string &drive, std::string *message)
+                  const std::string &type, const std::string &drive, std::string *message)
 {
     const std::string eol = in_quotes(end_of_life(call, pool)), quoted = in_quotes(label);
     const std::string loader = "(select loader_num from hw_drives where drive_num=" + in_quotes(drive) + ")";
     if (value_of(call, "select label from media where label=" + quoted, "label").empty())
         return execute(call,
                        "insert into media (label,pool,kasstyp,eol,drive_num,lader) values (" + quoted + "," +
-                           in_quotes(pool) + ",'LTO-TAPE'," + eol + "," + in_quotes(drive) + "," + loader +
-                           ")",
+                           in_quotes(pool) + "," + in_quotes(type) + "," + eol + "," + in_quotes(drive) +
+                           "," + loader + ")",
                        message);
     return execute(
         call,
@@ -159,6 +159,11 @@ bool write_medium(const Call &call, const std::string &label, const std::string 
             ("eol=" + eol) + ",drive_num=" + in_quotes(drive) + ",lader=" + loader + " where label=" + quoted,
         message);
 }
+
+namespace {
+
+// ---- tb_init
+// -----------------------------------------------------------------------------------------------------
 
 int report_init(const std::string &drive, const std::string &reported, const std::string &board)
 {
@@ -175,14 +180,13 @@ int tb_init(const Call &call)
         trap_par_err("INIT", 0);
         return 1;
     }
-    if (must_fail(call, &problem))
+    if (must_fail(call, &problem) || (label.empty() && !next_label(call, pool_wanted, &label, &problem)))
         return report_init(drive, "? " + problem, "tb_init: " + problem);
-    if (label.empty())
-        label = next_label(call, pool_wanted);
     char pool[TAMBA_LABEL_SIZE];
     i_SPLIT_LABEL(label.c_str(), pool, nullptr);
-    if (!write_medium(call, label, pool, drive, &problem))
+    if (!write_medium(call, label, pool, "LTO-TAPE", drive, &problem))
         return report_init(drive, "? " + problem, "tb_init: " + problem);
+    label_medium(drive, label);
     return report_init(drive, label, "tb_init: " + label + " is prepared");
 }
 
@@ -202,7 +206,8 @@ constexpr Program kPrograms[] = {
     {"tb_init", tb_init},
     {"tb_alarm", only_logged},
     {"tb_os_startup", only_logged},
-    {"tb_notify", only_logged},
+    {"tb_notify", tb_notify},
+    {"tb_arch", tb_arch},
     {"tb_qm", tb_qm},
     {"damisql", damisql},
     {"tbc", tbc},
@@ -210,6 +215,9 @@ constexpr Program kPrograms[] = {
     {"jrsh", remote_shell},
     {"rsh", remote_shell},
     {"tb_ctrlc", remote_shell},
+    {"tb_tbs_interface", tb_tbs_interface},
+    {"tb_ndmp_interface", tb_ndmp_interface},
+    {"tb_loader", tb_loader},
 };
 
 } // namespace

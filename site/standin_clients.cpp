@@ -67,6 +67,12 @@ int tb_client(const Call &call)
         return answer("SUCCESS", glbv("R", name.c_str(), value));
     if (function == "Write")
         return answer("SUCCESS", glbv("w", name.c_str(), value));
+    if (function == "usefile")
+        return client_file(call);
+    if (function == "tapestatus")
+        return client_tape(call);
+    if (function == "perform")
+        return client_performance(call);
     return answer("ERROR", "unknown function " + function);
 }
 
