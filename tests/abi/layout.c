@@ -36,6 +36,21 @@ static const struct {
     FIELD(DB_REC_LIST, first, 40),
     FIELD(DB_REC_LIST, last, 48),
     SIZE(DB_REC_LIST, 56),
+    FIELD(DriveProperties, loader_num, 656),
+    FIELD(DriveProperties, host, 784),
+    FIELD(DriveProperties, shared, 976),
+    SIZE(DriveProperties, 980),
+    FIELD(LoaderProperties, device, 144),
+    SIZE(LoaderProperties, 480),
+    FIELD(GetVolumeStrategy, requested_label, 1),
+    FIELD(GetVolumeStrategy, drive_num, 32),
+    FIELD(GetVolumeStrategy, accept_empty, 40),
+    FIELD(GetVolumeStrategy, accept_spare, 41),
+    FIELD(GetVolumeStrategy, accept_eol, 42),
+    FIELD(GetVolumeStrategy, semaphore, 43),
+    FIELD(GetVolumeStrategy, requested_pool, 63),
+    FIELD(GetVolumeStrategy, result_label, 94),
+    SIZE(GetVolumeStrategy, 125),
 };
 
 int main(void)

@@ -6,18 +6,11 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 class Queues : public MediaSite {
 protected:
     void answer(const std::string &sub_command, const std::string &text) const
     {
         ASSERT_TRUE(write_text(script_path(site, "tb_qm", "answer_" + sub_command), text));
-    }
-    void remove_manager() const
-    {
-        fs::remove(site.path("bin/tamba/tb_qm"));
-        fs::remove(site.path("bin/tamba/tb_qm.exe"));
     }
     // The messages of the protocol since the last call: tag and text.
     Lines news()
@@ -104,44 +97,26 @@ TEST_F(Queues, AnswersDecideByTheEighthCharacterOfTheStatusLine)
     const auto start = [](TraceContext t) { return que_start("q", t); };
     const auto show = [](TraceContext t) { return que_sho("q", t); };
     const auto del = [](TraceContext t) { return que_delete("q", t); };
+    const std::string ok = "STATUS=SUCCESS MSG=\n", error = "STATUS=ERROR MSG=s\n";
     const std::string failed = "E008 Error in command execution tb_qm ";
-    const struct {
-        int32_t (*run)(TraceContext);
-        std::vector<std::pair<std::string, std::string>> answers;
-        int32_t result;
-        Lines news;
-    } cases[] = {
+    using Answers = std::vector<std::pair<std::string, std::string>>;
+    // clang-format off
+    const struct { int32_t (*run)(TraceContext); Answers answers; int32_t result; Lines news; } cases[] = {
         {start, {{"start", "banner\nSTATUS=SUCCESS MSG=x\nSTATUS=ERROR MSG=y\n"}}, 1, {}},
-        {start, {{"start", "STATUS=Sorry MSG=x\n"}}, 1, {}},
         {start, {{"start", "  STATUS=ERROR MSG=x\n"}}, 1, {}}, // the eighth character is the last of STATUS
         {start, {{"start", " STATUS=SUCCESS MSG=x\n"}}, 0, {failed + "start q: x"}},
         {start, {{"start", "STATUS=\n"}}, 0, {failed + "start q: "}},
         {start, {{"start", "STATUS=WARNING MSG=%s%n\r\n"}}, 0, {failed + "start q: %s%n"}},
-        {start, {{"start", "STATUS=ERROR no message\n"}}, 0, {failed + "start q: "}},
         {start, {{"start", "first\nlast\npart of a line"}}, 0, {failed + "start q: last"}},
         {start, {{"start", ""}}, 0, {failed + "start q: "}},
-        {start,
-         {{"start", "STATUS=ERROR MSG=" + std::string(300, 'm') + "\n"}},
-         0,
-         {failed + "start q: " + std::string(238, 'm')}},
+        {start, {{"start", "STATUS=ERROR MSG=" + std::string(300, 'm') + "\n"}}, 0, {failed + "start q: " + std::string(238, 'm')}},
         {block, {{"block", "STATUS=ERROR MSG=x\n"}}, 0, {}},
-        {block, {{"block", ""}}, 0, {}},
-        {show,
-         {{"sho", "STATUS=WARNING MSG=w\n"}},
-         0,
-         {"W003 Command execution produced a warning: tb_qm sho q > w"}},
-        {show, {{"sho", "STATUS=ERROR MSG=e\n"}}, 0, {failed + "sho q: e"}},
-        {del, {{"stop", "STATUS=SUCCESS MSG=\n"}, {"delete", "STATUS=ERROR MSG=d\n"}}, 1, {}},
-        {del, {{"stop", "STATUS=SUCCESS MSG=\n"}, {"delete", ""}}, 1, {}},
-        {del,
-         {{"stop", "STATUS=ERROR MSG=s\n"}, {"delete", "STATUS=SUCCESS MSG=\n"}},
-         1,
-         {failed + "stop q: s"}},
-        {del,
-         {{"stop", "STATUS=ERROR MSG=s\n"}, {"delete", ""}},
-         0,
-         {failed + "stop q: s", failed + "delete q: "}},
+        {show, {{"sho", "STATUS=WARNING MSG=w\n"}}, 0, {"W003 Command execution produced a warning: tb_qm sho q > w"}},
+        {del, {{"stop", ok}, {"delete", ""}}, 1, {}},
+        {del, {{"stop", error}, {"delete", ok}}, 1, {failed + "stop q: s"}},
+        {del, {{"stop", error}, {"delete", ""}}, 0, {failed + "stop q: s", failed + "delete q: "}},
     };
+    // clang-format on
     for (const auto &c : cases) {
         for (const auto &[sub, text] : c.answers)
             answer(sub, text);
@@ -162,12 +137,38 @@ TEST_F(Queues, AnswersDecideByTheEighthCharacterOfTheStatusLine)
     EXPECT_EQ(news(), Lines{}) << "a job that is not there is no failure";
 }
 
+TEST_F(Queues, ACommandThatWouldBeCutIsNotRun)
+{
+    const std::string fits(244, 'q'), longer = fits + "r", job(600, 'j');
+    char msg[TAMBA_QUE_MSG_SIZE];
+    EXPECT_EQ(que_stop(fits.c_str(), trace), 0);
+    EXPECT_EQ(calls(site), Lines{"tb_qm stop " + fits});
+    EXPECT_EQ(news().size(), 1u);
+    const auto refused = [](const std::string &command, size_t size, int most) {
+        return Lines{"E008 Error in command execution " + command.substr(0, 100) +
+                     "...: the command is too long with " + std::to_string(size) + " characters, " +
+                     std::to_string(most) + " are allowed"};
+    };
+    EXPECT_EQ(que_stop(longer.c_str(), trace), 0);
+    EXPECT_EQ(news(), refused("tb_qm stop " + longer, 256, 255));
+    EXPECT_EQ(que_delete(fits.c_str(), trace), 0) << "which would have stopped it";
+    EXPECT_EQ(news(), refused("tb_qm delete " + fits, 257, 255));
+    EXPECT_EQ(que_block(longer.c_str(), trace), 0);
+    EXPECT_EQ(news(), Lines{});
+    EXPECT_EQ(que_sho_job("night", "name", job.c_str(), msg, trace), 0);
+    EXPECT_EQ(news(), refused("tb_qm job_sho night " + job, 623, 511));
+    EXPECT_EQ(que_submit(trace, "night", job.c_str(), "today", "d", "p", "a.b", 'A', "x", (char *)nullptr),
+              0);
+    EXPECT_EQ(que_submit(trace, "night", "now", "", "d", "p", "a.b", 'C', int32_t{1}, job.c_str()), 0);
+    EXPECT_EQ(news().size(), 2u);
+    EXPECT_EQ(calls(site).size(), 1u);
+}
+
 TEST_F(Queues, AMissingManagerIsReportedByEachOperation)
 {
     expect_complaints = true;
-    remove_manager();
+    remove_program("tb_qm");
     char msg[TAMBA_QUE_MSG_SIZE];
-    const std::string entry(5000, 'e');
     const std::pair<const char *, std::function<int32_t()>> cases[] = {
         {"QUE_BLOCK", [&] { return que_block("q", trace); }},
         {"QUE_INIT", [&] { return que_init("q", "p", trace); }},
@@ -177,7 +178,7 @@ TEST_F(Queues, AMissingManagerIsReportedByEachOperation)
         {"QUE_SHO", [&] { return que_sho("q", trace); }},
         {"QUE_SUBMIT",
          [&] { return que_submit(trace, "q", nullptr, nullptr, nullptr, nullptr, nullptr, 'L', nullptr); }},
-        {"QUE_DEL_ENTRY", [&] { return que_del_entry(entry.c_str(), trace); }},
+        {"QUE_DEL_ENTRY", [&] { return que_del_entry("eee", trace); }},
     };
     for (const auto &[word, run] : cases) {
         EXPECT_EQ(run(), 0) << word;

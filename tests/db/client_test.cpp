@@ -4,6 +4,7 @@
 #include <process/semaphore_guard.h>
 #include <site/site.h>
 
+#include "tests/support/allocation.h"
 #include "tests/support/child.h"
 
 namespace {
@@ -18,7 +19,7 @@ protected:
         Catalogue::SetUp();
         const Site site = {path("") + "/"};
         std::string problem;
-        ASSERT_TRUE(install_programs(site, TAMBA_STANDIN, &problem)) << problem;
+        ASSERT_TRUE(install_programs(site, &problem)) << problem;
         fs::create_directories(path("work/site"));
         set_global("gv_ro_db", directory("bin/tamba").c_str());
         set_global("gv_db_type", "postgres");
@@ -65,6 +66,12 @@ TEST_F(DatabaseClient, AnswersStatementsAsTheCatalogueFileDoes)
     EXPECT_EQ(access("select name,os from clients where nr=1;", nullptr, "export"), 1);
     EXPECT_EQ(out.text(), "INSERT INTO clients (name,os) VALUES ('Ab','linux');\n\n-- 1 rows found \n");
     EXPECT_EQ(msg, "clients");
+    EXPECT_EQ(access("update clients set nr=7 /*" + std::string(30'000, 'x') + "*/ where nr=1"), 1);
+    EXPECT_EQ(msg, "Rows affected = 1");
+    const size_t before = runs();
+    EXPECT_EQ(access("update clients set nr=7 /*" + std::string(TAMBA_SQL_LENGTH, 'x') + "*/"), 0);
+    EXPECT_TRUE(holds(msg, "is too long ( max 65536 )"));
+    EXPECT_EQ(runs(), before);
     EXPECT_TRUE(holds(trace_text(),
                       "call pipe open with cmd: " + directory("bin/tamba") + "damisql -d tamba_db -q \""));
 }
@@ -72,28 +79,22 @@ TEST_F(DatabaseClient, AnswersStatementsAsTheCatalogueFileDoes)
 TEST_F(DatabaseClient, AnIncompleteAnswerIsUsedForNothing)
 {
     const std::string good = "Columns: name\n=x\nRows 1\nMessage: ok\nElapsed time: 1 ms\n";
-    const std::string e012 = " SQL pipe doesn't return the expected characters";
-    const struct {
-        const char *sql;
-        std::string answer, message;
-        int32_t result;
-    } cases[] = {
-        {"select name from clients", "banner\n" + good, "1", 1},
-        {"select name from clients", "exit 1\n" + good, "the database client ended with code 1", 0},
-        {"select name from clients", "w: Error: y Invalid nested transaction\n" + good, "1", 1},
-        {"select name from clients", "damisql: Error: %s%n\nx Error: second\n" + good, "Error: %s%n", 0},
-        {"select name from clients", "Columns: name\n=x\nMessage: ok\nElapsed time: 1 ms\n",
-         "OA_DO_SQL" + e012, 0},
-        {"select name from clients", "Columns: name\n=x\nRows 2\nMessage: ok\nElapsed time: 1 ms\n",
-         "OA_DO_SQL" + e012, 0},
-        {"select name from clients", "=x\nRows 1\nMessage: ok\nElapsed time: 1 ms\n", "OA_DO_SQL" + e012, 0},
-        {"select name from clients", good + "Columns: name\n", "OA_DO_SQL" + e012, 0},
-        {"select name from clients", "", "OA_DO_SQL" + e012, 0},
+    const std::string e012 = " SQL pipe doesn't return the expected characters", torn = "OA_DO_SQL" + e012,
+                      select = "select name from clients", end = "Message: ok\nElapsed time: 1 ms\n";
+    // clang-format off
+    const struct { std::string sql, answer, message; int32_t result; } cases[] = {
+        {select, "banner\n" + good, "1", 1},
+        {select, "exit 1\n" + good, "the database client ended with code 1", 0},
+        {select, "w: Error: y Invalid nested transaction\n" + good, "1", 1},
+        {select, "damisql: Error: %s%n\nx Error: second\n" + good, "Error: %s%n", 0},
+        {select, "Columns: name\n=x\n" + end, torn, 0}, {select, "Columns: name\n=x\nRows 2\n" + end, torn, 0},
+        {select, "=x\nRows 1\n" + end, torn, 0},        {select, good + "Columns: name\n", torn, 0},
+        {select, "", torn, 0},                          {"update clients set nr=1", "Rows x\n" + end, torn, 0},
         {"select max(nr) from clients", "Columns: a\n=7\nRows 1\nMessage: ok\n",
          "OA_GET_CALCULATED_VALUE" + e012, 0},
-        {"update clients set nr=1", "Rows x\nMessage: ok\nElapsed time: 1 ms\n", "OA_DO_SQL" + e012, 0},
         {"drop clients", good, "Could not find table name in statement drop clients", 0},
     };
+    // clang-format on
     for (const auto &c : cases) {
         answer(c.answer);
         DB_REC_LIST list = list_named("l");
@@ -104,14 +105,13 @@ TEST_F(DatabaseClient, AnIncompleteAnswerIsUsedForNothing)
     }
     EXPECT_TRUE(reported("I001-DATABAS l > SQLcommand: select name from clients"));
     EXPECT_TRUE(reported("E014-DATABAS OA_DO_SQL l: error from SQLcommand: Error: %s%n"));
-    EXPECT_TRUE(
-        reported("E012-DATABAS OA_GET_CALCULATED_VALUE SQL pipe doesn't return the expected characters"));
-    std::string wide = "Columns: c", values;
-    for (int i = 0; i < 100; ++i)
+    EXPECT_TRUE(reported("E012-DATABAS OA_GET_CALCULATED_VALUE" + e012));
+    std::string wide = "Columns: c", values = "\n=\n";
+    for (int i = 0; i < 100; ++i) {
         wide += "|c";
-    for (int i = 0; i < 101; ++i)
         values += "=\n";
-    answer(wide + "\n" + values + "Rows 1\nMessage:\nElapsed time\n");
+    }
+    answer(wide + values + "Rows 1\nMessage:\nElapsed time\n");
     DB_REC_LIST list = list_named("l");
     EXPECT_EQ(access("select * from clients", &list), 0);
     EXPECT_TRUE(reported("E010-DATABAS OA_MAKE_DB_REC_LIS l: too much columns ( max 100 )"));
@@ -123,6 +123,25 @@ TEST_F(DatabaseClient, AnIncompleteAnswerIsUsedForNothing)
     fs::remove_all(path("bin/tamba"));
     EXPECT_EQ(access("update clients set nr=1"), 0);
     EXPECT_TRUE(holds(msg, "damisql")) << msg;
+}
+
+TEST_F(DatabaseClient, AnAnswerThatHasNoMemoryIsNotComplete)
+{
+    for (int nth = 1;; ++nth) {
+        const FailingAllocation fails(nth);
+        ClientAnswer answer;
+        for (const char *line :
+             {"Columns: a|b", "=x\\\\n", "NULL", "Rows 1", "Message: ok", "Elapsed time 0"})
+            answer.take(line);
+        const bool complete = answer.complete();
+        EXPECT_EQ(complete, !FailingAllocation::reached()) << nth;
+        if (FailingAllocation::reached())
+            continue;
+        EXPECT_STREQ(answer.table().values[0], "x\\n");
+        EXPECT_EQ(answer.table().values[1], nullptr);
+        EXPECT_GT(nth, 3) << "texts, places and pointers";
+        break;
+    }
 }
 
 TEST_F(DatabaseClient, ClientsOfAllProcessesRunOneAfterTheOther)

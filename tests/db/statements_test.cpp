@@ -3,6 +3,8 @@
 #include <db/rows.h>
 #include <db/sql.h>
 
+#include <functional>
+
 namespace {
 
 using Statements = Catalogue;
@@ -12,9 +14,7 @@ TEST_F(Statements, EachKindGivesItsMessageAndItsRows)
     const std::string padding(250, ' ');
     // clang-format off
     const struct { std::string sql; int32_t result; const char *message; uint32_t rows; } cases[] = {
-        {"update clients set os='x' where nr=1", 1, "ok", 0},
-        {"insert into clients values ('n','o',4)", 1, "ok", 0},
-        {"delete from clients where nr=4", 1, "ok", 0}, {"", 1, "ok", 0},
+        {"update clients set os='x' where nr=1", 1, "ok", 0}, {"", 1, "ok", 0},
         {"pragma table_info(clients)", 1, "ok", 0}, {" select name from clients", 1, "ok", 0},
         {"select name from clients", 1, "3", 3}, {"select name from clients where nr=99", 1, "0", 0},
         {"select count(*) from clients", 1, "3", 0}, {"SELECT SUM(nr) FROM clients", 1, "6", 0},
@@ -104,6 +104,9 @@ TEST_F(Statements, ValuesAreMadeSafeWithinTheirBuffer)
     const std::string quotes(510, '\'');
     EXPECT_EQ(std::strlen(SqlText(quotes.c_str()).c_str()), 1020u);
     EXPECT_STREQ(SqlText("it's \"x\"", SqlText::update).c_str(), "it\264s _x_");
+    EXPECT_STREQ(SqlText("\"x\\").c_str(), " x ");
+    EXPECT_EQ(std::strlen(SqlText(std::string(600, '\'').c_str()).c_str()), 1200u)
+        << "a cut value means other rows";
 }
 
 TEST_F(Statements, WideResultsEndAtAHundredColumns)
@@ -150,34 +153,59 @@ TEST_F(Statements, ExportPrintsInsertStatements)
                              "\n-- 1 rows found \n");
 }
 
-TEST_F(Statements, LongStatementsAreCutByTheLayerAndRefusedByTheLibrary)
+// The condition stands at the end, behind a comment that fills the statement up.
+std::string sized(size_t length)
 {
-    const auto sized = [](size_t length) { // a comment of 'x' fills the statement up
-        const std::string begin = "delete from clients where nr=1 /*", end = "*/ or nr=2";
-        return begin + std::string(length - begin.size() - end.size(), 'x') + end;
+    const std::string begin = "update clients set nr=7 /*", end = "*/ where nr=1";
+    return begin + std::string(length - begin.size() - end.size(), 'x') + end;
+}
+
+TEST_F(Statements, RunWholeOrNotAtAll)
+{
+    TraceContext trace = context(3);
+    const std::string refusal = "statement of 65537 characters is too long ( max 65536 )";
+    char reason[TAMBA_DB_MSG_SIZE] = "";
+    const std::function<bool(const std::string &)> ways[] = {
+        [&](const std::string &sql) { return iDB_ACCESS(sql.c_str(), reason, nullptr, trace) == 1; },
+        [&](const std::string &sql) {
+            return SQLITE_DO_SQL(sql.c_str(), 'n', reason, sizeof reason, nullptr, trace) == 1;
+        },
+        [&](const std::string &sql) { return execute_sql(reason, trace, "%s", sql.c_str()); },
     };
-    EXPECT_EQ(access(sized(1023)), 1);
-    EXPECT_EQ(value_of("select count(*) from clients"), "1");
-    EXPECT_FALSE(holds(trace_text(), "was cut"));
-    exec("insert into clients values ('a','b',1),('a','b',20)");
-    EXPECT_EQ(access(sized(1023) + "0"), 1); // "or nr=20" loses its end
-    EXPECT_EQ(value_of("select count(*) from clients where nr=20"), "1");
-    EXPECT_TRUE(holds(trace_text(), "WARNING: the statement was cut to 1023 characters"));
+    for (const auto &run : ways) {
+        EXPECT_TRUE(run(sized(TAMBA_SQL_LENGTH))) << reason;
+        EXPECT_EQ(value_of("select count(*) from clients where nr=7"), "1");
+        exec("update clients set nr=1 where nr=7");
+        EXPECT_FALSE(run(sized(TAMBA_SQL_LENGTH + 1)));
+        EXPECT_EQ(reason, refusal);
+        EXPECT_EQ(value_of("select count(*) from clients where nr=7"), "0");
+    }
     EXPECT_EQ(access("select " + std::string(5000, 'n') + "%s%n from clients"), 0);
     EXPECT_EQ(msg.size(), 255u); // SQLite repeats the statement
-    EXPECT_EQ(access("delete from clients where name='" + std::string(200000, 'q')), 0);
 
-    TraceContext trace = context(3);
     Rows rows("long", trace);
-    EXPECT_TRUE(rows.select("%s", ("select nr from clients" + std::string(1001, ' ')).c_str()));
-    EXPECT_FALSE(rows.select("%s", ("select nr from clients" + std::string(1002, ' ')).c_str()));
+    const std::string select = "select nr from clients";
+    EXPECT_TRUE(rows.select("%s%*s", select.c_str(), TAMBA_SQL_LENGTH - static_cast<int>(select.size()), ""));
+    EXPECT_EQ(rows.count(), 3);
+    EXPECT_FALSE(
+        rows.select("%s%*s", select.c_str(), TAMBA_SQL_LENGTH + 1 - static_cast<int>(select.size()), ""));
     EXPECT_TRUE(rows.failed() && rows.empty());
-    EXPECT_STREQ(rows.message(), "statement of 1024 characters is too long");
-    char reason[TAMBA_DB_MSG_SIZE];
-    EXPECT_FALSE(execute_sql(reason, trace, "%s", sized(1024).c_str()));
+    EXPECT_EQ(rows.message(), refusal);
     char small[8];
     EXPECT_EQ(SQLITE_DO_SQL("select nonsense", 'n', small, sizeof small, nullptr, trace), 0);
     EXPECT_STREQ(small, "no such");
+}
+
+TEST_F(Statements, AnUnreadableCatalogueIsNotAnEmptyOne)
+{
+    TraceContext trace = context(1);
+    Rows rows("found", trace);
+    EXPECT_EQ(rows.find("WHO", "select name from clients where nr=%d", 1), Found::yes);
+    EXPECT_EQ(rows.find("WHO", "select name from clients where nr=%d", 9), Found::no);
+    EXPECT_FALSE(holds(protocol(), "DATABAS"));
+    EXPECT_EQ(rows.find("WHO", "select name from nowhere"), Found::unreadable);
+    EXPECT_STREQ(rows.message(), "no such table: nowhere");
+    EXPECT_TRUE(reported("E018-DATABAS WHO with unexpected result: no such table: nowhere."));
 }
 
 TEST_F(Statements, OddValuesComeBackAsTheyAre)
@@ -213,46 +241,47 @@ TEST_F(Statements, OddValuesComeBackAsTheyAre)
                             SqlText("it's a=\"b\"", SqlText::update).c_str()));
     EXPECT_EQ(value_of("select max(v) from odd where k=2"), "it\264s a=_b_");
     EXPECT_TRUE(is_null("") && is_null("NULL") && !is_null("0"));
-    for (const char *list : {"3", "1,2,10"})
-        EXPECT_TRUE(is_number_list(list)) << list;
+    EXPECT_TRUE(is_number_list("3") && is_number_list("1,2,10"));
     for (const char *list : {"", ",", "1,", ",1", "1,,2", "-1", "1 or 1=1", "1)"})
         EXPECT_FALSE(is_number_list(list)) << list;
 }
 
 TEST_F(Statements, PseudoStatementsConvertByDatabaseType)
 {
-    constexpr const char *kTypes[] = {"ORACLE", "sqlite", "OpenAccess", "postgres", "DB2", "Xqqq"};
     // clang-format off
-    const struct { const char *key, *value, *result[6]; } cases[] = {
-        {"DATE",
-         "2008-02-14",
-         {"20080214", "2008-02-14 00:00:00", "2008-02-14 00:00:00", "2008-02-14 00:00:00", "", ""}},
-        {"DATE", "20", {"20", "20 00:00:00", "20 00:00:00", "20 00:00:00", "", ""}},
-        {"DATE_TAMBA",
-         "20080214xx",
-         {"2008-02-14", "20080214xx 00:00:00", "20080214xx 00:00:00", "20080214xx 00:00:00", "",
-          "20080214xx 00:00:00"}},
-        {"DATE_TAMBA",
-         "2008-02-14 11:12:13",
-         {"2008--0-2-", "2008-02-14 00:00:00", "2008-02-14 00:00:00", "2008-02-14 00:00:00", "",
-          "2008-02-14 00:00:00"}},
-        {"DATE_TAMBA", "", {"--", " 00:00:00", " 00:00:00", " 00:00:00", "", " 00:00:00"}},
-        {"DATE_TIME_TAMBA", "any %s", {"any %s", "any %s", "any %s", "any %s", "", ""}},
-        {"MAX", "max(eol)", {"max(eol)", "max(eol)", "COL1", "max", "", ""}},
+    const struct { const char *type; size_t group; } types[] = {
+        {"ORACLE", 0}, {"sqlite", 1}, {"OpenAccess", 1}, {"postgres", 1}, {"DB2", 2}, {"Xqqq", 3},
+    };
+    const struct { const char *key, *value, *result[4]; } cases[] = { // one for each group
+        {"DATE", "2008-02-14", {"20080214", "2008-02-14 00:00:00", "", ""}},
+        {"DATE", "20", {"20", "20 00:00:00", "", ""}},
+        {"DATE_TAMBA", "20080214xx", {"2008-02-14", "20080214xx 00:00:00", "", "20080214xx 00:00:00"}},
+        {"DATE_TAMBA", "2008-02-14 11:12:13",
+         {"2008--0-2-", "2008-02-14 00:00:00", "", "2008-02-14 00:00:00"}},
+        {"DATE_TAMBA", "", {"--", " 00:00:00", "", " 00:00:00"}},
+        {"DATE_TIME_TAMBA", "any %s", {"any %s", "any %s", "", ""}},
     };
     // clang-format on
-    for (size_t type = 0; type < std::size(kTypes); ++type) {
-        set_global("gv_db_type", kTypes[type]);
+    for (const auto &[type, group] : types) {
+        set_global("gv_db_type", type);
         for (const auto &[key, value, result] : cases) {
-            EXPECT_EQ(access(key, nullptr, value), 1) << kTypes[type];
-            EXPECT_EQ(msg, result[type]) << kTypes[type] << " " << key << " " << value;
+            EXPECT_EQ(access(key, nullptr, value), 1) << type;
+            EXPECT_EQ(msg, result[group]) << type << " " << key << " " << value;
         }
+        EXPECT_EQ(access("MAX", nullptr, "max(eol)"), 1) << type;
+        const std::string name = type;
+        EXPECT_EQ(msg, name == "OpenAccess" ? "COL1"
+                       : name == "postgres" ? "max"
+                       : group < 2          ? "max(eol)"
+                                            : "");
     }
     EXPECT_STREQ(cpDB_MAX_COL_NAME, "MAX");
     EXPECT_EQ(access("DATEX%s", nullptr, "v"), 0);
     EXPECT_EQ(msg, "wrong function-argument: DATEX%s");
     EXPECT_TRUE(reported("E008-DATABAS CONVERT_DATE_TIME: wrong parameter DATEX%s"));
     EXPECT_EQ(access("MA" + std::string(5000, 'x')), 0);
+    std::string open(TAMBA_DB_MSG_SIZE, '9'); // no terminator within the buffer
+    EXPECT_EQ(iDB_ACCESS("MAX", open.data(), nullptr, context(1)), 1);
     set_global("gv_db_type", "sqlite");
     EXPECT_EQ(access("DATE", nullptr, std::string(255, '9').c_str()), 1);
     EXPECT_EQ(msg, std::string(255, '9'));
@@ -276,6 +305,10 @@ TEST_F(Statements, ClientCommandsFollowTheDatabaseType)
         EXPECT_STREQ(cmd.c_str(), command);
     }
     EXPECT_TRUE(holds(trace_text(), "ERROR: Not supported db_type 'ORACLE'"));
+    set_global("gv_db_type", "postgres");
+    std::string cmd(TAMBA_SQL_CMD_SIZE, '#');
+    EXPECT_EQ(iDB_CREATE_SQL_CMD(std::string(1000, 'f').c_str(), cmd.data(), context(1)), 1);
+    EXPECT_STREQ(cmd.c_str(), "") << "a command that lost its end is none";
 }
 
 } // namespace

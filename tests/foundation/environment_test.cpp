@@ -13,14 +13,8 @@ protected:
     void SetUp() override
     {
         TestSite::SetUp();
-        path_before_ = pl_getenv("PATH");
         for (const char *name : {"PGPORT", "OPENRDA_INI"})
             unset(name);
-    }
-    void TearDown() override
-    {
-        pl_setenv("PATH", path_before_.c_str());
-        TestSite::TearDown();
     }
     void set_ini(const std::string &text) const
     {
@@ -39,9 +33,6 @@ protected:
         pl_native_path(text.data());
         return text;
     }
-
-private:
-    std::string path_before_;
 };
 
 TEST_F(Environment, EachKindOfProgramGetsItsDirectories)
@@ -77,7 +68,7 @@ TEST_F(Environment, ThePathStaysBelowTwoThousandCharacters)
     const size_t longest = 1999 - 5 - added.size(); // "PATH=" counts
     // clang-format off
     const struct { std::string before; int32_t result; } cases[] = {
-        {std::string(longest, 'x'), 1}, {std::string(longest + 1, 'x'), -3}, {std::string(5000, 'x'), -3},
+        {std::string(longest, 'x'), 1}, {std::string(longest + 1, 'x'), -3},
         {std::string(1999 - added.size(), 'x') + added, 1}, // nothing to add
         {std::string(2000 - added.size(), 'x') + added, -3},
     };

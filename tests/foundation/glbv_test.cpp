@@ -1,11 +1,15 @@
 // Global variables in both stores, of this and of other hosts, and the path resolvers.
+#include "tests/support/system.h"
 #include "tests/support/test_site.h"
 
 #include <foundation/text.h>
+#include <platform/fault.h>
 #include <platform/process.h>
 #include <platform/registry.h>
 
+#include <atomic>
 #include <filesystem>
+#include <thread>
 
 namespace {
 
@@ -63,6 +67,57 @@ TEST_F(Glbv, WrittenFilesComeBackInTheServicesOwnBuffer)
     EXPECT_EQ(glbv("w", "two", kept), kept); // the buffer as its own source
     EXPECT_EQ(read("glbv/two.sgv"), "first");
     EXPECT_EQ(glbv("w", "gv_x", value), value);
+    EXPECT_EQ(master_glbv("w", "localhost:three", value), value); // the front's results stand in value
+    EXPECT_EQ(read("glbv/three.sgv"), "first");
+    EXPECT_STREQ(kept, "first");
+}
+
+TEST_F(Glbv, FileNamesStayInTheirDirectory)
+{
+    for (const char *name : {"../x", "..", "a/b", "a\\b", "x..y", "/etc/x"}) {
+        write("x.sgv", "outside");
+        std::filesystem::create_directories(path("glbv/a"));
+        write("glbv/a/b.sgv", "below");
+        EXPECT_EQ(call("w", name, "v"), "??? / v") << name;
+        for (const char *function : {"r", "R"})
+            EXPECT_EQ(call(function, name), "???") << name;
+        EXPECT_EQ(call("d", name), "unchanged");
+        EXPECT_EQ(call("q", name), "??? invalid service q");
+        EXPECT_EQ(read("x.sgv") + read("glbv/a/b.sgv"), "outsidebelow") << name;
+    }
+}
+
+TEST_F(Glbv, WhatCannotBeReadIsNotDeleted)
+{
+    for (const char *name : {"file", "gv_a"})
+        for (int failing = 1;; ++failing) {
+            call("w", name, "kept");
+            pl_fault_arm(failing, PL_ACCESS_DENIED);
+            const std::string seen = call("R", name);
+            const bool reached = pl_fault_calls() >= failing;
+            pl_fault_arm(0, PL_OTHER);
+            EXPECT_TRUE(seen == "kept" || call("r", name) == "kept") << name << failing;
+            if (!reached)
+                break;
+        }
+}
+
+TEST_F(Glbv, ReadersSeeTheOldTextOrTheNewOne)
+{
+    const std::string a(200, 'a'), b(200, 'b');
+    call("w", "file", a);
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        for (size_t i = 0; i < large_size(50, 2000); ++i)
+            call("w", "file", i % 2 ? a : b);
+        done = true;
+    });
+    std::string torn;
+    while (!done)
+        if (const std::string seen = call("r", "file"); seen != a && seen != b)
+            torn = seen;
+    writer.join();
+    EXPECT_EQ(torn, "");
 }
 
 TEST_F(Glbv, DeleteWithStarRemovesEveryNameThatHoldsBothParts)
@@ -96,6 +151,7 @@ TEST_F(Glbv, WithoutItsDirectoryTheFileStoreTouchesNothing)
     std::filesystem::current_path(path("work/sem"));
     call("d", "gv_rw_glbv");
     EXPECT_EQ(call("w", "file", "v"), "??? / v");
+    EXPECT_EQ(call("w", "file", "v", master_glbv), "???");
     EXPECT_EQ(call("r", "file"), "???");
     EXPECT_EQ(call("R", "file"), "???");
     EXPECT_EQ(call("d", "file"), "unchanged");

@@ -157,6 +157,15 @@ TEST_F(Ini, TheWholeFileIsReadByTheDictionarysOwnSyntax)
     ASSERT_NE(entries, nullptr) << err;
     EXPECT_STREQ(iniparser_getstring(entries, "quoted:key", "none"), "a ; b");
     iniparser_freedict(entries);
+    write("bad.ini", "[P]\nkey=1\nno assignment\nnor here\n");
+    ASSERT_TRUE(pl_reg_write(kCompany, "BAD_INI", path("bad.ini").c_str()));
+    Captured errors(stderr);
+    EXPECT_EQ(p_PARSE_INI("BAD_INI", err, sizeof err), nullptr);
+    EXPECT_EQ(err, "p_PARSE_INI: iniparser: syntax error in " + path("bad.ini") + " (3): -> no assignment");
+    EXPECT_EQ(errors.text(), "");
+    Captured own_errors(stderr);
+    EXPECT_EQ(iniparser_load(path("bad.ini").c_str()), nullptr);
+    EXPECT_TRUE(holds(own_errors.text(), "nor here")) << "what the program itself asks goes where it went";
     ASSERT_TRUE(pl_reg_write(kCompany, "FOLDER_INI", path("ini").c_str()));
     EXPECT_EQ(p_PARSE_INI("FOLDER_INI", err, sizeof err), nullptr);
     EXPECT_EQ(err, "p_PARSE_INI: " + path("ini"));

@@ -1,3 +1,4 @@
+#include "tests/support/allocation.h"
 #include "tests/support/child.h"
 
 #include <gtest/gtest.h>
@@ -80,12 +81,8 @@ TEST(Lists, ElementsGoWhereTheyAreToldAndNavigationNeverFails)
     LLHead *const copy = ConsCopyLL(list), *const pointers = ConsPtrLL(list);
     EXPECT_EQ(IndexElmLL(copy, d), 0u) << "an element of another list";
     EXPECT_EQ(*static_cast<void **>(NthElmLL(pointers, 2)), d);
-    EXPECT_EQ(ApplyLL(list,
-                      [](void *elm) {
-                          DelElmLL(elm);
-                          return int32_t{0};
-                      }),
-              0);
+    const auto remove = [](void *elm) { return DelElmLL(elm), int32_t{0}; };
+    EXPECT_EQ(ApplyLL(list, remove), 0);
     EXPECT_EQ(text_of(list), "");
     EXPECT_EQ(text_of(copy), "ade");
     InsLastLLf(copy, 0, nullptr);
@@ -95,35 +92,30 @@ TEST(Lists, ElementsGoWhereTheyAreToldAndNavigationNeverFails)
 
 TEST(Lists, RunsMoveInTheirOrder)
 {
-    const struct {
-        const char *what;
-        void (*move)(LLHead *a, LLHead *b);
-        const char *a, *b;
-    } cases[] = {
+    // clang-format off
+    using L = LLHead *;
+    constexpr auto nth = NthElmLL;
+    const struct { const char *what; void (*move)(L a, L b); const char *a, *b; } cases[] = {
         // a is "abcd", b is "xyz"
-        {"ListFirst", [](LLHead *a, LLHead *b) { MoveListFirstLL(a, b); }, "xyzabcd", ""},
-        {"ListLast", [](LLHead *a, LLHead *b) { MoveListLastLL(a, b); }, "abcdxyz", ""},
-        {"ListAft", [](LLHead *a, LLHead *b) { MoveListAftLL(NthElmLL(a, 2), b); }, "abxyzcd", ""},
-        {"ListBef", [](LLHead *a, LLHead *b) { MoveListBefLL(NthElmLL(a, 2), b); }, "axyzbcd", ""},
-        {"HeadFirst", [](LLHead *a, LLHead *b) { MoveHeadFirstLL(a, b, NthElmLL(b, 3)); }, "xyabcd", "z"},
-        {"HeadLast", [](LLHead *a, LLHead *b) { MoveHeadLastLL(a, b, NthElmLL(b, 2)); }, "abcdx", "yz"},
-        {"HeadAft", [](LLHead *a, LLHead *b) { MoveHeadAftLL(NthElmLL(a, 4), b, NthElmLL(b, 1)); }, "abcd",
-         "xyz"},
-        {"HeadBef", [](LLHead *a, LLHead *b) { MoveHeadBefLL(NthElmLL(a, 1), b, NthElmLL(b, 2)); }, "xabcd",
-         "yz"},
-        {"TailFirst", [](LLHead *a, LLHead *b) { MoveTailFirstLL(a, b, NthElmLL(b, 2)); }, "yzabcd", "x"},
-        {"TailLast", [](LLHead *a, LLHead *b) { MoveTailLastLL(a, b, NthElmLL(b, 1)); }, "abcdxyz", ""},
-        {"TailAft", [](LLHead *a, LLHead *b) { MoveTailAftLL(NthElmLL(a, 1), b, NthElmLL(b, 3)); }, "azbcd",
-         "xy"},
-        {"TailBef", [](LLHead *a, LLHead *b) { MoveTailBefLL(NthElmLL(a, 4), b, NthElmLL(b, 3)); }, "abczd",
-         "xy"},
-        {"itself last", [](LLHead *a, LLHead *) { MoveListLastLL(a, a); }, "abcd", "xyz"},
-        {"itself first", [](LLHead *a, LLHead *) { MoveListFirstLL(a, a); }, "abcd", "xyz"},
-        {"tail of itself first", [](LLHead *a, LLHead *) { MoveTailFirstLL(a, a, NthElmLL(a, 3)); }, "cdab",
-         "xyz"},
-        {"head behind its own last",
-         [](LLHead *a, LLHead *) { MoveHeadAftLL(NthElmLL(a, 2), a, NthElmLL(a, 3)); }, "abcd", "xyz"},
+        {"ListFirst", [](L a, L b) { MoveListFirstLL(a, b); }, "xyzabcd", ""},
+        {"ListLast", [](L a, L b) { MoveListLastLL(a, b); }, "abcdxyz", ""},
+        {"ListAft", [](L a, L b) { MoveListAftLL(nth(a, 2), b); }, "abxyzcd", ""},
+        {"ListBef", [](L a, L b) { MoveListBefLL(nth(a, 2), b); }, "axyzbcd", ""},
+        {"HeadFirst", [](L a, L b) { MoveHeadFirstLL(a, b, nth(b, 3)); }, "xyabcd", "z"},
+        {"HeadLast", [](L a, L b) { MoveHeadLastLL(a, b, nth(b, 2)); }, "abcdx", "yz"},
+        {"HeadAft", [](L a, L b) { MoveHeadAftLL(nth(a, 4), b, nth(b, 1)); }, "abcd", "xyz"},
+        {"HeadBef", [](L a, L b) { MoveHeadBefLL(nth(a, 1), b, nth(b, 2)); }, "xabcd", "yz"},
+        {"TailFirst", [](L a, L b) { MoveTailFirstLL(a, b, nth(b, 2)); }, "yzabcd", "x"},
+        {"TailLast", [](L a, L b) { MoveTailLastLL(a, b, nth(b, 1)); }, "abcdxyz", ""},
+        {"TailAft", [](L a, L b) { MoveTailAftLL(nth(a, 1), b, nth(b, 3)); }, "azbcd", "xy"},
+        {"TailBef", [](L a, L b) { MoveTailBefLL(nth(a, 4), b, nth(b, 3)); }, "abczd", "xy"},
+        {"itself last", [](L a, L) { MoveListLastLL(a, a); }, "abcd", "xyz"},
+        {"itself first", [](L a, L) { MoveListFirstLL(a, a); }, "abcd", "xyz"},
+        {"tail of itself first", [](L a, L) { MoveTailFirstLL(a, a, nth(a, 3)); }, "cdab", "xyz"},
+        {"head behind its own last", [](L a, L) { MoveHeadAftLL(nth(a, 2), a, nth(a, 3)); }, "abcd", "xyz"},
+        {"reversed", [](L a, L) { ReverseLL(a); }, "dcba", "xyz"},
     };
+    // clang-format on
     for (const auto &c : cases) {
         LLHead *const a = list_of("abcd"), *const b = list_of("xyz");
         c.move(a, b);
@@ -132,10 +124,6 @@ TEST(Lists, RunsMoveInTheirOrder)
         DestLL(a);
         DestLL(b);
     }
-    LLHead *const a = list_of("abc");
-    ReverseLL(a);
-    EXPECT_EQ(text_of(a), "cba");
-    DestLL(a);
 }
 
 TEST(Lists, BothSortsSortAndMergingIsStable)
@@ -169,6 +157,35 @@ TEST(Lists, BothSortsSortAndMergingIsStable)
             DestLL(list);
         }
     }
+}
+
+TAMBA_CHILD(lists_without_memory)
+{
+    LLHead list;
+    InitLL(&list);
+    const FailingAllocation none(0);
+    if (arguments[0] == "head")
+        ConsLL();
+    else
+        InsLastLLf(&list, 1, "x");
+    return 0;
+}
+
+TEST(Lists, AShortageOfMemoryEndsTheProcessWhereElementsAreMade)
+{
+    for (const auto &[what, function] : {std::pair("head", "CreatLL"), std::pair("element", "InsLLf")}) {
+        Child child("lists_without_memory", {what});
+        EXPECT_EQ(static_cast<uint8_t>(child.wait()), 255) << what;
+        EXPECT_EQ(child.errors(), "In " + std::string(function) + ": malloc returned NULL \n");
+    }
+    LLHead *const list = list_of("bca");
+    {
+        const FailingAllocation none(0);
+        EXPECT_EQ(LookInLL(list), nullptr);
+        SysSortLL(list, [](const void *a, const void *b) { return std::memcmp(a, b, 1); });
+    }
+    EXPECT_EQ(text_of(list), "abc") << "sorting needs no memory";
+    DestLL(list);
 }
 
 } // namespace

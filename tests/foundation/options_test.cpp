@@ -1,3 +1,4 @@
+#include "tests/support/allocation.h"
 #include "tests/support/test_site.h"
 
 #include <foundation/options.h>
@@ -27,22 +28,15 @@ private:
 
 TEST(Options, LettersClustersAndOperands)
 {
-    const struct {
-        const char *letters;
-        Fields words;
-        std::string taken; // "letter(argument)" each, then the index of the first operand
-    } cases[] = {
-        {"ab", {"p", "-ab", "/a"}, "a b a 3"},
-        {"ab:", {"p", "-abx:y", "-b", "-a"}, "a b(x:y) b(-a) 4"},
-        {"a:", {"p", "-a"}, "? 2"},
-        {"a", {"p", "-xa", "-a"}, "? a 3"},
-        {"a", {"p", "-a", "file", "-a"}, "a 2"},
-        {"a", {"p", "--", "-a"}, "2"},
-        {"a", {"p", "-", "-a"}, "2"},
-        {"a", {"p", "/", "-a"}, "a 3"},
-        {"a", {"p", "-a:a"}, "a ? a 2"},
-        {"", {"p", ""}, "1"},
+    // clang-format off
+    const struct { const char *letters; Fields words; std::string taken; } cases[] = {
+        // taken: "letter(argument)" each, then the index of the first operand
+        {"ab", {"p", "-ab", "/a"}, "a b a 3"},  {"ab:", {"p", "-abx:y", "-b", "-a"}, "a b(x:y) b(-a) 4"},
+        {"a:", {"p", "-a"}, "? 2"},             {"a", {"p", "-xa", "-a"}, "? a 3"},
+        {"a", {"p", "-a", "file", "-a"}, "a 2"}, {"a", {"p", "--", "-a"}, "2"}, {"a", {"p", "-", "-a"}, "2"},
+        {"a", {"p", "/", "-a"}, "a 3"},         {"a", {"p", "-a:a"}, "a ? a 2"}, {"", {"p", ""}, "1"},
     };
+    // clang-format on
     for (const auto &c : cases) {
         const Arguments arguments(c.words);
         std::string taken;
@@ -55,31 +49,26 @@ TEST(Options, LettersClustersAndOperands)
 
 TEST(Options, TheSecondParserTellsWhereTheOperandsBegin)
 {
-    const Arguments arguments({"p", "-ax", "-b", "--", "-a"});
+    const Arguments arguments({"p", "-ax", "--", "-a"});
     char value[TAMBA_OPTION_SIZE] = "#";
-    EXPECT_EQ(mygetopt(arguments.count(), arguments.get(), "ba:", value), 'a');
+    EXPECT_EQ(mygetopt(arguments.count(), arguments.get(), "a:", value), 'a');
     EXPECT_STREQ(value, "x");
-    EXPECT_EQ(mygetopt(arguments.count(), arguments.get(), "ba:", value), 'b');
-    EXPECT_STREQ(value, "");
-    EXPECT_EQ(mygetopt(arguments.count(), arguments.get(), "ba:", value), -1);
-    EXPECT_STREQ(value, "+4");
+    EXPECT_EQ(mygetopt(arguments.count(), arguments.get(), "a:", value), -1);
+    EXPECT_STREQ(value, "+3");
     EXPECT_EQ(optind, 1) << "the two parsers share nothing";
 }
 
 TEST(Options, TheSecondParserLeavesItsValueInABuffer)
 {
-    const struct {
-        const char *letters;
-        std::vector<std::string> words;
-        std::string taken; // letter and value of each step, then -1's value
-    } cases[] = {
-        {"a", {"p", "/a"}, ""},
-        {"a:", {"p", "-a", "x", "-ay", "z"}, "a=x a=y "},
+    // clang-format off
+    const struct { const char *letters; Fields words; std::string taken; } cases[] = {
+        // taken: letter and value of each step, then -1's value
+        {"a", {"p", "/a"}, ""}, {"a:", {"p", "-a", "x", "-ay", "z"}, "a=x a=y "}, {"a", {"p", "-"}, "+2"},
         {"a:b", {"p", "-ax", "-b", "-c", "-a"}, "a=x b= ?= ?= "},
         {"a:", {"p", "-ax", "-:", "--", "-a"}, "a=x ?=x +4"}, // ":" leaves it alone
-        {"a", {"p", "-"}, "+2"},
         {"a:", {"p", "-a" + std::string(600, 'v')}, "a=" + std::string(511, 'v') + " "},
     };
+    // clang-format on
     for (const auto &c : cases) {
         const Arguments arguments(c.words);
         int index = 1;
@@ -90,6 +79,9 @@ TEST(Options, TheSecondParserLeavesItsValueInABuffer)
              (letter = next_option_into(&state, arguments.count(), arguments.get(), c.letters, value)) != -1;)
             taken += static_cast<char>(letter) + ("=" + std::string(value)) + " ";
         EXPECT_EQ(taken + value, c.taken) << c.words.back();
+        index = 1;
+        while (next_option_into(&state, arguments.count(), arguments.get(), c.letters, nullptr) != -1)
+            EXPECT_LE(index, arguments.count());
     }
 }
 
@@ -114,24 +106,13 @@ TEST(Fields, EmptyOnesCount)
 TEST(Fields, AnElementIsTakenByItsIndex)
 {
     const std::string long_text(2000, 'x');
-    const struct {
-        int32_t index;
-        std::string text, out;
-        int32_t result;
-    } cases[] = {
-        {1, "x:y:z", "y", 1},
-        {0, ":x", "x", 1},
-        {3, "x:y", "", 0},
-        {0, ":", "", 0},
-        {0, "", "", 0},
-        {0, "::x", "", 1},
-        {1, "::x", "x", 1},
-        {-1, "x:y", "", 0},
-        {2, "x:y:", "", 1},
-        {1, "x", "", 0},
-        {0, long_text, long_text, 1},
-        {0, long_text + ":", long_text.substr(0, 767), 1},
+    // clang-format off
+    const struct { int32_t index; std::string text, out; int32_t result; } cases[] = {
+        {1, "x:y:z", "y", 1}, {0, ":x", "x", 1}, {3, "x:y", "", 0},  {0, ":", "", 0},   {0, "", "", 0},
+        {0, "::x", "", 1},    {1, "::x", "x", 1}, {-1, "x:y", "", 0}, {2, "x:y:", "", 1}, {1, "x", "", 0},
+        {0, long_text, long_text, 1}, {0, long_text + ":", long_text.substr(0, 767), 1},
     };
+    // clang-format on
     for (const auto &c : cases) {
         std::string out(2100, '#');
         EXPECT_EQ(str_elem(c.index, ':', c.text.c_str(), out.data()), c.result) << c.text;
@@ -171,6 +152,41 @@ TEST(Fields, PiecesOfAnyNumber)
     EXPECT_STREQ(static_cast<char *>(LastElmLL(list)), "two");
     EXPECT_EQ(IsElmLL(LastElmLL(list)), 4u);
     DestLL(list);
+}
+
+TEST(Fields, AShortageOfMemoryLeavesNothingBehind)
+{
+    char **array = nullptr;
+    for (int nth = 1;; ++nth) {
+        const FailingAllocation fails(nth);
+        const int32_t count = cm_split("a,b,c", ",", &array);
+        if (!FailingAllocation::reached()) {
+            EXPECT_EQ(nth, 5) << "an array and three pieces";
+            EXPECT_EQ(count, 3);
+            break;
+        }
+        EXPECT_EQ(count, -1) << nth;
+        EXPECT_EQ(array, nullptr) << nth;
+    }
+    FreeSplitList(array);
+}
+
+TEST(Fifo, AShortageOfMemoryLeavesTheQueueAsItIs)
+{
+    {
+        const FailingAllocation none(0);
+        EXPECT_EQ(CreateFIFOList(), nullptr);
+    }
+    FIFOList *const queue = CreateFIFOList();
+    PushFIFOItem(queue, "first", 6);
+    for (const int nth : {1, 2}) {
+        const FailingAllocation fails(nth);
+        EXPECT_EQ(PushFIFOItem(queue, "second", 7), 0) << nth;
+    }
+    EXPECT_EQ(queue->count, 1);
+    EXPECT_EQ(queue->last, queue->first);
+    EXPECT_EQ(queue->last->next, nullptr);
+    FreeFIFOList(queue);
 }
 
 TEST(Fifo, BlocksComeOutInTheirOrder)

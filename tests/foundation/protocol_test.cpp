@@ -98,6 +98,13 @@ TEST_F(Protocol, LongMessagesAreCutAndSaySo)
     EXPECT_EQ(of("%003-BASICS  " + x(9000)).back(), '\n');
 }
 
+TEST_F(Protocol, AMessageThatCannotBeMadeIsItsFormat)
+{
+    EXPECT_EQ(of("E003-BASICS  a\nb %99999999999d %s", 7, "x"),
+              "@ E003-BASICS " + pid() + "a\n@ E003-BASICS " + pid() + "b %99999999999d %s\n");
+    EXPECT_EQ(said, "");
+}
+
 TEST_F(Protocol, WithoutAFileTheMessageIsLostAndOnlyTheMissingNameIsSaid)
 {
     set_global("gv_prot", path("missing/prot.txt").c_str());
@@ -165,13 +172,11 @@ TEST_F(Protocol, AFullDiskRaisesTheAlarmAndStopsTheSystem)
 TEST_F(Protocol, EventsAreRegisteredAndReported)
 {
     Captured errors(stderr);
-    const struct {
-        int32_t type, reported;
-    } cases[] = {{0, 4}, {1, 2}, {2, 1}, {3, 1}, {4, 1}, {-1, 1}};
+    const int32_t cases[][2] = {{0, 4}, {1, 2}, {2, 1}, {3, 1}, {4, 1}, {-1, 1}};
     std::string expected;
-    for (const auto &c : cases) {
-        cm_syslog(c.type, 99, 7, "100%s");
-        expected += "tamba type=" + std::to_string(c.reported) + " id=7 100%s\n";
+    for (const auto &[type, reported] : cases) {
+        cm_syslog(type, 99, 7, "100%s");
+        expected += "tamba type=" + std::to_string(reported) + " id=7 100%s\n";
     }
     cm_syslog(0, 0, 4294967295u, std::string(300, 'x').c_str());
     EXPECT_EQ(read("events.txt"), expected + "tamba type=4 id=4294967295 " + std::string(254, 'x') + "\n");

@@ -10,14 +10,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class Files : public TestSite {
-protected:
-    int entries(const char *folder) const
-    {
-        return static_cast<int>(
-            std::distance(fs::directory_iterator(path(folder)), fs::directory_iterator{}));
-    }
-};
+using Files = TestSite;
 
 TEST_F(Files, EitherSeparatorOpensAFile)
 {
@@ -64,7 +57,7 @@ TEST_F(Files, AnExchangeThatFailsLeavesTheOldContentAndNothingBeside)
                 pl_fault_arm(0, PL_OTHER);
                 EXPECT_EQ(done, !reached);
                 EXPECT_EQ(read("work/sem/f") == (done ? text : old_text), true) << size << " " << call;
-                EXPECT_EQ(entries("work/sem"), 1);
+                EXPECT_EQ(++fs::directory_iterator(path("work/sem")), fs::directory_iterator{});
                 EXPECT_EQ(done || pl_last_error().kind == PL_DISK_FULL, true);
                 EXPECT_EQ(error != 0, !done && !replace);
                 if (!reached)

@@ -31,10 +31,8 @@ protected:
         // The library of the C++ compiler takes names on Windows for UTF-8; the C library's rename does not.
         ASSERT_EQ(std::rename(path("old").c_str(), root_.c_str()), 0);
         ASSERT_TRUE(pl_reg_write("Software\\Korvel\\tamba", "TB_INI", at("ini/tb.ini").c_str()));
-        set_global("gv_rw_glbv", at("glbv/").c_str());
-        set_global("gv_rw_info", at("info/").c_str());
-        set_global("gv_rw_db", at("db/").c_str());
-        set_global("gv_ro_bin", at("bin/").c_str());
+        for (const std::string name : {"rw_glbv", "rw_info", "rw_db", "ro_bin"})
+            set_global(("gv_" + name).c_str(), (at(name.substr(3)) + "/").c_str());
         set_global("gv_prot", at("prot.txt").c_str());
     }
 
@@ -63,7 +61,7 @@ TEST_F(OddPaths, ASiteMayHaveBlanksAndUmlautsInItsFolder)
     v_set_log_main("test.lgc", "TEST", &trace);
     ASSERT_EQ(trace.level, 1) << trace.path;
     WRITE_TRACE(&trace, "a line of the trace");
-    EXPECT_NE(text_at("lgc/test.lgc").find("a line of the trace"), std::string::npos);
+    EXPECT_TRUE(holds(text_at("lgc/test.lgc"), "a line of the trace"));
 
     PROT("I001-TEST    a line of the protocol");
     EXPECT_NE(text_at("prot.txt").find("a line of the protocol"), std::string::npos);
@@ -84,9 +82,9 @@ TEST_F(OddPaths, ASiteMayHaveBlanksAndUmlautsInItsFolder)
 
     char msg[TAMBA_DB_MSG_SIZE], label[64] = "";
     DB_REC_LIST rows{};
-    ASSERT_EQ(iDB_ACCESS("create table media (label text)", msg, &rows, trace), 1) << msg;
-    ASSERT_EQ(iDB_ACCESS("insert into media values ('DAILY00001')", msg, &rows, trace), 1) << msg;
-    ASSERT_EQ(iDB_ACCESS("select label from media", msg, &rows, trace), 1) << msg;
+    for (const char *sql : {"create table media (label text)", "insert into media values ('DAILY00001')",
+                            "select label from media"})
+        ASSERT_EQ(iDB_ACCESS(sql, msg, &rows, trace), 1) << msg;
     EXPECT_EQ(iDB_SEL_GET(&rows, 1, msg, trace, "label", label, "x"), 1) << msg;
     EXPECT_STREQ(label, "DAILY00001");
     DB_SEL_LOOP_RECORDS(&rows, 'd');

@@ -4,7 +4,10 @@
 #include <platform/process.h>
 #include <platform/registry.h>
 
+#include <algorithm>
+#include <atomic>
 #include <filesystem>
+#include <thread>
 
 namespace fs = std::filesystem;
 
@@ -20,10 +23,13 @@ protected:
     }
     static std::string subkeys(const char *key)
     {
+        std::vector<std::string> names;
+        if (!pl_reg_subkeys(key, &names))
+            return "?" + std::to_string(pl_last_error().kind);
+        std::sort(names.begin(), names.end());
         std::string all;
-        char name[128];
-        for (uint32_t i = 0; pl_reg_enum(key, i, name, sizeof name); ++i)
-            all += std::string(name) + "|";
+        for (const std::string &name : names)
+            all += name + "|";
         return all;
     }
 };
@@ -35,9 +41,10 @@ TEST_F(Registry, NamesMatchInAnyCaseAndKeepTheirFirstSpelling)
     EXPECT_EQ(text("software\\T\\mixed case", "VALUE"), "2");
     ASSERT_TRUE(pl_reg_write("Software\\T\\b", "", "b"));
     ASSERT_TRUE(pl_reg_write("Software\\T\\Anna", "", ""));
-    EXPECT_EQ(subkeys("software\\t"), "Anna|b|Mixed Case|");
+    EXPECT_EQ(subkeys("software\\t"), "Anna|Mixed Case|b|");
     EXPECT_EQ(text("Software\\T\\Anna"), "");
-    EXPECT_EQ(subkeys("Software\\None"), "");
+    EXPECT_EQ(subkeys("Software\\T\\Anna"), "");
+    EXPECT_EQ(subkeys("Software\\None")[0], '?');
 }
 
 TEST_F(Registry, OddNamesStayBelowTheRoot)
@@ -51,9 +58,8 @@ TEST_F(Registry, OddNamesStayBelowTheRoot)
         ASSERT_TRUE(pl_reg_write(key.c_str(), name.c_str(), ("value of " + name).c_str())) << name;
     }
     for (const std::string &name : names) {
-        const std::string key = "Odd\\" + name;
-        EXPECT_EQ(text(key), "default of " + name);
-        EXPECT_EQ(text(key, name.c_str()), "value of " + name);
+        EXPECT_EQ(text("Odd\\" + name), "default of " + name);
+        EXPECT_EQ(text("Odd\\" + name, name.c_str()), "value of " + name);
     }
     for (const auto &entry : fs::directory_iterator(path("registry"))) {
         const std::string name = entry.path().filename().string();
@@ -62,6 +68,27 @@ TEST_F(Registry, OddNamesStayBelowTheRoot)
     const std::string too_long(300, '/');
     EXPECT_FALSE(pl_reg_write(too_long.c_str(), "", "v"));
     EXPECT_EQ(text(too_long)[0], '?');
+}
+
+TEST_F(Registry, AWriteThatRacesDeletionsSucceeds)
+{
+    std::atomic<bool> stop{false};
+    const auto delete_what_is_seen = [&] {
+        while (!stop)
+            if (text("Race\\key") == "v")
+                pl_reg_delete_key("Race\\key");
+    };
+    std::thread deleters[] = {std::thread(delete_what_is_seen), std::thread(delete_what_is_seen),
+                              std::thread(delete_what_is_seen)};
+    int failed = 0;
+    for (int i = 0; i < 300; ++i)
+        failed += !pl_reg_write("Race\\key", "", "v");
+    stop = true;
+    for (std::thread &deleter : deleters)
+        deleter.join();
+    EXPECT_EQ(failed, 0);
+    pl_reg_delete_key("Race\\key");
+    EXPECT_EQ(subkeys("Race"), "");
 }
 
 TEST_F(Registry, TextsAndNumbersReplaceEachOther)

@@ -1,9 +1,9 @@
+#include "tests/support/allocation.h"
 #include "tests/support/child.h"
 #include "tests/support/descriptors.h"
 #include "tests/support/system.h"
 #include "tests/support/test_site.h"
 
-#include <foundation/alloc.h>
 #include <platform/child_pipe.h>
 #include <platform/fault.h>
 #include <platform/files.h>
@@ -224,12 +224,14 @@ TEST_F(ChildPipes, ProgramsAreFoundInTheProgramDirectoryAndFailAtOpen)
     EXPECT_EQ(msg, "Error: Closing \" missing in [\"x y]");
     EXPECT_FALSE(open("none.exe", "r"));
     EXPECT_NE(msg.find("none.exe(2) "), std::string::npos) << msg;
-    EXPECT_FALSE(open(std::string(5000, 'x'), "r"));
+    EXPECT_FALSE(open(std::string(260, 'x') + " y", "r"));
+    EXPECT_EQ(msg.substr(0, 55), "Error: Program name is longer than 259 characters: [xxx");
     EXPECT_FALSE(open(" x", "r"));
     EXPECT_EQ(msg.substr(0, 27), "GetFullPathName() failed: (");
-    library_malloc = [](size_t) -> void * { return nullptr; };
-    EXPECT_FALSE(open("x", "r"));
-    library_malloc = std::malloc;
+    {
+        const FailingAllocation fails(0);
+        EXPECT_FALSE(open("x", "r"));
+    }
     EXPECT_EQ(msg.substr(0, 16), "malloc failed: (");
     EXPECT_FALSE(pipe.process || pipe.control || pipe.output || pipe.pid);
 
@@ -238,6 +240,13 @@ TEST_F(ChildPipes, ProgramsAreFoundInTheProgramDirectoryAndFailAtOpen)
     const int32_t length = iGetErrorMsg(text, sizeof text, "%s");
     EXPECT_EQ(std::string(text).substr(0, 6), "%s(2) ");
     EXPECT_EQ(std::strlen(text), 6 + static_cast<size_t>(length)) << "without its line end";
+    std::fopen(path("missing").c_str(), "r");
+    iGetErrorMsg(text, sizeof text, "");
+    EXPECT_EQ(std::string(text).substr(0, 4), "(2) ") << "of the program's own call";
+    EXPECT_EQ(iReadLine(pipe.output, text, sizeof text), 0);
+    iGetErrorMsg(text, sizeof text, "");
+    pl_fail_as(PL_INVALID_HANDLE);
+    EXPECT_EQ(std::string(text).substr(0, 4), "(" + std::to_string(pl_last_error().number) + ") ") << text;
     pl_set_error({PL_OTHER, 123456789});
     EXPECT_EQ(iGetErrorMsg(text, sizeof text, ""), 0);
     EXPECT_TRUE(holds(text, "(123456789) ERROR: Couldn't get message for error code. Got error code "))

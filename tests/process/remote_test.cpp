@@ -2,6 +2,7 @@
 #include "tests/backup/media_site.h"
 #include "tests/support/child.h"
 
+#include <platform/fault.h>
 #include <platform/files.h>
 #include <platform/process.h>
 #include <site/daemon.h>
@@ -82,16 +83,19 @@ TEST_F(Remote, TheDaemonsStatusDecides)
     EXPECT_NE(trace_text().find("PortOpt=-s"), std::string::npos);
     EXPECT_EQ(run("localhost|" + out + "|" + err, "echo STATUS=ERROR MSG=x 1>&2 & exit 9").substr(0, 20),
               "0 STATUS=ERROR MSG=x");
-    EXPECT_EQ(run("localhost|" + site.path("work/none"), "exit 9").substr(0, 40),
-              "0 couldn't find error-text in returnfile");
+    const std::string old = "STATUS=of yesterday\nERROR: of yesterday\nnot allowed\n";
+    write_text(out, old);
+    EXPECT_EQ(run("localhost|" + out, "exit 9").substr(0, 40), "0 couldn't find error-text in returnfile");
+    EXPECT_EQ(run("localhost|" + out, "echo ERROR: today& exit 201"), "0 ERROR: today");
     sql("update clients set access_options='-x 1' where name='localhost'");
     const DaemonBehaviour refuse = [](const DaemonCall &call) {
         daemon_send(call.first, "Xno permit\n\311");
     };
     ControlDaemon strict(refuse);
     use_daemon(strict);
-    fs::remove(out);
-    EXPECT_EQ(run("localhost|" + out, "tbc"), "0 ERROR: CTRLD reply: no permit");
+    write_text(out, old);
+    EXPECT_EQ(run("localhost|" + out, "tbc"), "0 ERROR: CTRLD reply: no permit")
+        << "not the reason of yesterday";
     EXPECT_NE(protocol().find("RemoteCmd localhost > error: ERROR: CTRLD reply: no permit"),
               std::string::npos);
     EXPECT_NE(trace_text().find("PortOpt=\n"), std::string::npos) << "unknown options are dropped";
@@ -112,9 +116,8 @@ TEST_F(Remote, TheControlClientMayBeAProgramOfItsOwn)
     EXPECT_NE(asked[0].find("-t 7 -l system -p 11301 -s 127.0.0.1 x"), std::string::npos) << asked[0];
     EXPECT_NE(asked[1].find("-l root -p 11301 localhost y"), std::string::npos) << asked[1];
     const std::string file(511, 'f');
-    EXPECT_LT(run("localhost|" + file + "|" + file + "|" + file + "|" + file, std::string(2000, 'c')).size(),
-              size_t{TB_REMOTE_CMD_SIZE} + 2)
-        << "everything is cut where it has to be";
+    EXPECT_EQ(run("localhost|" + out + "|" + file + file + file + file, "x"), "0 CREATE_REDIRECTION failed");
+    EXPECT_EQ(calls(site).size(), 2u) << "nothing is cut and then run";
 }
 
 TEST_F(Remote, TheCallersOwnOutputIsNoFile)
@@ -151,10 +154,13 @@ TEST_F(Remote, ClientsAreReachedAsTheCatalogueSays)
     glbv("w", "gv_port_jrshd_desk", port);
     answer("jrsh", "java.Exception\n");
     EXPECT_EQ(run("desk|" + out, "x"), "0 Error: RemoteCmd desk: java.Exception Port 4711");
-    fs::remove(out);
-    EXPECT_EQ(run("desk|" + out + "|" + err, "x"), "1 x") << "with two files a refusal is not noticed";
-    EXPECT_EQ(output(), "java.Exception\n") << "but copied";
-    EXPECT_EQ(fs::file_size(out), fs::file_size(err)) << "byte by byte";
+    write_text(out, "");
+    EXPECT_EQ(run("desk|" + out + "|" + err, "x"), "0 Error: RemoteCmd desk: java.Exception Port 4711")
+        << "with two files a refusal is noticed, too";
+    EXPECT_EQ(fs::file_size(out), fs::file_size(err)) << "copied byte by byte";
+    answer("jrsh", "well\n");
+    EXPECT_EQ(run("desk|" + out + "|" + err, "x"), "1 x") << "a refusal of yesterday is none";
+    EXPECT_EQ(run("desk|" + out + "|" + site.path("no/such"), "x")[0], '0') << "no output, no success";
     answer("jrsh", "exit 1\n");
     EXPECT_EQ(run("desk|" + out, "x"), "0 jrsh ended with exit code 1");
 
@@ -184,6 +190,32 @@ TEST_F(Remote, ClientsAreReachedAsTheCatalogueSays)
     site_sql(site, "drop table oper_systems");
     EXPECT_EQ(run("attic|" + out, "x"), "0 no such table: oper_systems");
     EXPECT_NE(protocol().find("RemoteCmd with unexpected result: no such table"), std::string::npos);
+}
+
+TEST_F(Remote, ACommandThatWouldBeCutOrCannotBeStartedIsRefusedWithItsReason)
+{
+    char own[256];
+    ASSERT_TRUE(pl_host_name(own, sizeof own));
+    const std::string node = std::string(own) + "|" + out;
+    const std::string longest = "echo " + std::string(TB_REMOTE_CMD_SIZE - 6, 'c');
+    EXPECT_EQ(run(node, longest), "1 " + longest);
+    EXPECT_GE(output().size(), longest.size() - 4) << "all of it";
+    fs::remove(out);
+    for (const int32_t sync : {0, 1}) {
+        char cmd[2 * TB_REMOTE_CMD_SIZE];
+        std::snprintf(cmd, sizeof cmd, "%sc", longest.c_str());
+        EXPECT_EQ(REMOTE_CMD(node.c_str(), cmd, sync, trace), 0);
+        EXPECT_STREQ(cmd, "the command is longer than 1023 characters");
+    }
+    EXPECT_EQ(ASYNC_REMOTE_CMD(node.c_str(), (longest + "c").c_str(), trace), 0);
+    EXPECT_NE(protocol().find("RemoteCmd " + std::string(own) + " > error: the command is longer"),
+              std::string::npos);
+    trace.level = 0;
+    pl_fault_arm(1, PL_NO_MEMORY);
+    const std::string refused = run(node, "echo x", 0);
+    pl_fault_arm(0, PL_OK);
+    EXPECT_EQ(refused.substr(0, 35), "0 the thread could not be started: ");
+    EXPECT_FALSE(fs::exists(out)) << "nothing has run";
 }
 
 TEST_F(Remote, AsynchronousCommandsRunInThreadsSideBySide)
@@ -222,6 +254,15 @@ TEST_F(Remote, VariablesOfOtherHostsAreReadWrittenAndDeleted)
     EXPECT_STREQ(master_glbv("d", "127.0.0.1:var", value), "a text") << "deleting reads";
     EXPECT_STREQ(master_glbv("r", "127.0.0.1:var", value), "???");
     EXPECT_STREQ(master_glbv("x", "127.0.0.1:var", value), "?? invalid service x");
+    for (const char *const text :
+         {"a\"b", "a\nb", "a;b", "a|b", "$a", "`a`", "a b&", "a'b", "%a%", "a*", "a #b", "a\\"}) {
+        std::snprintf(value, sizeof value, "%s", text);
+        EXPECT_STREQ(master_glbv("w", "127.0.0.1:var", value), "?? GLBV: value not allowed") << text;
+    }
+    EXPECT_STREQ(master_glbv("r", "127.0.0.1:var;echo", value), "?? GLBV: name not allowed");
+    EXPECT_STREQ(master_glbv("r", "127.0.0.1:var", value), "???") << "nothing was written";
+    std::snprintf(value, sizeof value, "c:/a_b-c.d~1#,+=@ :x");
+    EXPECT_STREQ(master_glbv("w", "127.0.0.1:var", value), "c:/a_b-c.d~1#,+=@ :x");
     answer("tb_client", "nothing that counts\n");
     EXPECT_STREQ(master_glbv("R", "127.0.0.1:var", value), "?? GLBV: READ_RSHFILE failed");
     EXPECT_STREQ(master_glbv("r", "nobody:var", value), "?? GLBV: RemoteCmd failed");

@@ -4,6 +4,7 @@
 
 #include <foundation/trace_scope.h>
 #include <platform/fault.h>
+#include <platform/files.h>
 #include <platform/lock_file.h>
 #include <platform/process.h>
 #include <process/sema_report.h>
@@ -120,8 +121,8 @@ TEST_F(Semaphore, TellsHolderAndLastHolder)
     SemaRecord record = record_of("drive", "a rather long requester 100%s");
     ASSERT_EQ(sema('+', record), 1);
     EXPECT_EQ(content("drive"), own_text("a rather long requester 100%s"));
-    EXPECT_EQ(record.message,
-              "wrote PID " + content("drive") + " to sema-file " + path("work/") + "sem\\drive.sem");
+    EXPECT_EQ(record.message, "wrote PID " + content("drive") + " to sema-file " + path("work/") + "sem" +
+                                  pl_path_separator() + "drive.sem");
     EXPECT_EQ(inquire("drive", &message), 1);
     EXPECT_EQ(message, content("drive").substr(1));
     EXPECT_EQ(sema('-', record), 1);
@@ -269,6 +270,8 @@ TEST_F(Semaphore, MissingDirectoryIsCreatedOnlyWhereItIsConfigured)
     EXPECT_EQ(sema('+', record), 0);
     for (const auto &entry : fs::directory_iterator(path("")))
         EXPECT_NE(entry.path().filename().string().substr(0, 10), "gv_rw_work");
+    fs::current_path(
+        fs::temp_directory_path()); // the next test's children start somewhere that is still there
 }
 
 TEST_F(Semaphore, OddArgumentsAreHandled)
@@ -294,7 +297,7 @@ TEST_F(Semaphore, OddArgumentsAreHandled)
 TEST_F(Semaphore, FatalReportEndsTheProcessWithItsStatusLine)
 {
     Child child("report_fatal");
-    EXPECT_EQ(child.wait(), 3);
+    EXPECT_EQ(child.wait(), 3) << child.errors();
     EXPECT_EQ(child.output().substr(0, 30), "STATUS=FATAL MSG=100% lost: (2");
 }
 

@@ -2,7 +2,11 @@
 #include "tests/support/system.h"
 #include "tests/support/test_site.h"
 
+#include <foundation/trace_scope.h>
+#include <platform/clock.h>
+#include <platform/event.h>
 #include <platform/files.h>
+#include <platform/mutex.h>
 #include <platform/process.h>
 #include <platform/thread.h>
 
@@ -45,7 +49,7 @@ protected:
 
 std::atomic<bool> g_go{false};
 
-uint32_t until_told(void *)
+uint32_t until_told(void *, TB_HANDLE)
 {
     while (!g_go)
         std::this_thread::yield();
@@ -54,11 +58,17 @@ uint32_t until_told(void *)
 
 std::atomic<int> g_beats{0};
 
-// Holds nothing while it rests: a thread that is ended in the middle of a call takes the call's locks with it.
-uint32_t for_ever(void *)
+uint32_t deaf(void *, TB_HANDLE)
 {
     for (;; ++g_beats)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        pl_sleep_ms(1);
+}
+
+uint32_t tracing(void *, TB_HANDLE stop)
+{
+    for (; !pl_event_wait(stop, 0); ++g_beats)
+        own_trace("a line of the thread");
+    return 42;
 }
 
 int32_t reference_of(TB_HANDLE thread)
@@ -212,15 +222,38 @@ TEST_F(Start, KillStopsNothingButWhatItsTextNames)
     pl_setenv("PATH", before.c_str());
 
     TB_HANDLE thread = nullptr;
-    ASSERT_TRUE(pl_thread_start(for_ever, nullptr, &thread));
+    ASSERT_TRUE(pl_thread_start(deaf, nullptr, &thread));
     while (g_beats < 2)
         std::this_thread::yield();
+    pl_thread_patience_ms = 1;
     EXPECT_EQ(i_KILL_PROCESS(std::to_string(reference_of(thread)).c_str()), 1);
     EXPECT_EQ(pl_wait(thread, kPlForever), PlWait::ended);
     uint32_t code = 1;
     EXPECT_TRUE(pl_thread_exit_code(thread, &code));
     EXPECT_EQ(code, 0u);
     pl_close(thread);
+    pl_thread_patience_ms = 3000;
+}
+
+TEST_F(Start, AThreadThatIsEndedTakesNoLockWithIt)
+{
+    set_levels("PROG=3\n");
+    TraceContext trace{};
+    v_set_log_main("prog.lgc", "PROG", &trace);
+    for (int i = 0; i < 20; ++i) {
+        TB_HANDLE thread = nullptr;
+        ASSERT_TRUE(pl_thread_start(tracing, nullptr, &thread));
+        for (const int start = g_beats; g_beats < start + 2;)
+            std::this_thread::yield();
+        EXPECT_EQ(i_KILL_PROCESS(std::to_string(reference_of(thread)).c_str()), 1);
+        const int beats = g_beats;
+        own_trace("the lock of the trace is free");
+        EXPECT_EQ(g_beats, beats) << "the thread has answered";
+        uint32_t code = 1;
+        EXPECT_TRUE(pl_thread_exit_code(thread, &code));
+        EXPECT_EQ(code, 0u) << "not the thread's own";
+        pl_close(thread);
+    }
 }
 
 TEST_F(Start, OneInstanceOfEightStaysAndItsEndFreesTheName)
@@ -246,6 +279,28 @@ TEST_F(Start, OneInstanceOfEightStaysAndItsEndFreesTheName)
     EXPECT_TRUE(next.wait_for("won"));
 }
 
+TEST_F(Start, OfThoseWhoStartAtOnceExactlyOneHasTheLock)
+{
+    constexpr int kStarters = 6;
+    for (int round = 0; round < 100; ++round) {
+        const std::string name = lock_name() + "#" + std::to_string(round);
+        std::atomic<int> ready{0}, created{0};
+        TB_HANDLE handles[kStarters] = {};
+        std::vector<std::thread> starters;
+        for (TB_HANDLE &handle : handles)
+            starters.emplace_back([&] {
+                for (++ready; ready < kStarters;)
+                    std::this_thread::yield();
+                created += pl_mutex_create(name.c_str(), &handle) == PlMutex::created ? 1 : 0;
+            });
+        for (std::thread &starter : starters)
+            starter.join();
+        EXPECT_EQ(created, 1) << "round " << round;
+        for (const TB_HANDLE handle : handles)
+            EXPECT_TRUE(pl_mutex_release(handle));
+    }
+}
+
 TEST_F(Start, LockForProcessKeepsOrOnlyTests)
 {
     const std::string name = lock_name(), occupied = "MUTEX " + name + " is yet occupied";
@@ -259,6 +314,13 @@ TEST_F(Start, LockForProcessKeepsOrOnlyTests)
     Child second("avoid_multi_process", {name});
     EXPECT_EQ(second.wait(), 1);
     EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('t', ("Local\\" + name).c_str(), message, sizeof message), 0);
+    Child holder("avoid_multi_process", {name + "2"});
+    ASSERT_TRUE(holder.wait_for("won"));
+    EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('t', (name + "2").c_str(), message, sizeof message), 0);
+    holder.kill();
+    holder.wait();
+    EXPECT_EQ(Child("avoid_multi_process", {name + "2"}).wait(), 1)
+        << "whoever found it occupied keeps it so";
     EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('+', "no\\such\\place", message, sizeof message), 0);
     EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('+', std::string(1000, 'n').c_str(), nullptr, 0), 0);
     EXPECT_EQ(i_GET_LOCK_FOR_PROCESS('+', "", message, sizeof message), 1);

@@ -138,9 +138,7 @@ int Child::wait()
         kill();
         pl_wait(process_, kPlForever);
     } else {
-        int32_t code = -1000;
-        pl_process_exit_code(process_, &code);
-        code_ = code;
+        EXPECT_TRUE(pl_process_exit_code(process_, &code_));
     }
     waited_ = true;
     pl_close(process_);

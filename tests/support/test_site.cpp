@@ -35,6 +35,7 @@ fs::path fresh_folder()
 void TestSite::SetUp()
 {
     root_ = fresh_folder();
+    path_before_ = pl_getenv("PATH");
     for (const char *folder : {"ini", "lgc", "work/sem", "glbv", "info", "db", "bin/tamba", "registry"})
         fs::create_directories(root_ / folder);
     pl_setenv("TAMBA_REGISTRY", path("registry").c_str());
@@ -60,6 +61,7 @@ void TestSite::TearDown()
 {
     EXPECT_EQ(trace_depth(), 0) << "an entry line without its exit line";
     remove_registry(path("registry"));
+    pl_setenv("PATH", path_before_.c_str());
     std::error_code ignored;
     fs::remove_all(root_, ignored);
 }

@@ -14,7 +14,7 @@
 class TestSite : public ::testing::Test {
 protected:
     void SetUp() override;
-    void TearDown() override; // also checks that the nesting depth of the trace is back at 0
+    void TearDown() override; // restores PATH; also checks that the nesting depth of the trace is back at 0
 
     // A path below the site's folder, with "/" as separator.
     std::string path(std::string_view below) const;
@@ -45,6 +45,7 @@ protected:
 
 private:
     std::filesystem::path root_;
+    std::string path_before_; // PATH of the process
 };
 
 // The text with every trace time ("10:30:00#") reduced to "#" and every stamp ("2008-02-14 10:30:00", with or

@@ -20,6 +20,16 @@ inline std::string file_text(const std::filesystem::path &file)
     return all;
 }
 
+// A text in a buffer of its own, for functions that work in place.
+template <class Function, class... Arguments>
+std::string in_place(Function function, const char *text, Arguments... arguments)
+{
+    char buffer[64] = "";
+    std::string_view(text).copy(buffer, sizeof buffer - 1);
+    EXPECT_EQ(function(buffer, arguments...), buffer);
+    return buffer;
+}
+
 // For EXPECT_TRUE and EXPECT_FALSE: shows both texts when the expectation fails.
 inline ::testing::AssertionResult holds(std::string_view text, std::string_view part)
 {
