@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <sqlite3.h>
 #include <thread>
 #include <unistd.h>
 
@@ -105,4 +106,17 @@ void raw_lock_cycle(const std::string &file, const char *text, size_t length)
     lock.l_type = F_UNLCK;
     must(fcntl(fd, F_OFD_SETLK, &lock) == 0, "unlock", file);
     must(close(fd) == 0, "close", file);
+}
+
+int raw_query(const std::string &file, const char *sql)
+{
+    sqlite3 *db = nullptr;
+    char **table = nullptr;
+    int rows = 0, columns = 0;
+    must(sqlite3_open(file.c_str(), &db) == SQLITE_OK, "open", file);
+    sqlite3_busy_timeout(db, 120000);
+    must(sqlite3_get_table(db, sql, &table, &rows, &columns, nullptr) == SQLITE_OK, sql, file);
+    sqlite3_free_table(table);
+    sqlite3_close(db);
+    return rows;
 }

@@ -19,3 +19,6 @@ void raw_write(const std::string &file, const char *text, size_t length);
 void raw_write_and_rename(const std::string &file, const char *text, size_t length);
 size_t raw_read(const std::string &file);
 void raw_lock_cycle(const std::string &file, const char *text, size_t length);
+
+// The bare calls of one statement on a catalogue file; returns the number of rows.
+int raw_query(const std::string &file, const char *sql);

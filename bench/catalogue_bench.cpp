@@ -1,8 +1,6 @@
 #include "bench/bench_site.h"
 #include "bench/pairs.h"
 
-#include <sqlite3.h>
-
 #include <cstdio>
 
 namespace {
@@ -10,20 +8,6 @@ namespace {
 std::string catalogue()
 {
     return bench_site().path("db/tamba_db.sdb");
-}
-
-// The bare calls of one statement.
-int raw_query(const char *sql)
-{
-    sqlite3 *db = nullptr;
-    char **table = nullptr;
-    int rows = 0, columns = 0;
-    sqlite3_open(catalogue().c_str(), &db);
-    sqlite3_busy_timeout(db, 120000);
-    sqlite3_get_table(db, sql, &table, &rows, &columns, nullptr);
-    sqlite3_free_table(table);
-    sqlite3_close(db);
-    return rows;
 }
 
 constexpr char kByKey[] = "select drive_num, name, typ from hw_drives where drive_num=3";
@@ -92,7 +76,7 @@ void add_catalogue_rows()
         },
         [](benchmark::State &state) {
             for (auto _ : state)
-                if (raw_query(kByKey) != 1)
+                if (raw_query(catalogue(), kByKey) != 1)
                     state.SkipWithError("no row");
         },
         "open, busy time-out, get_table, close");
@@ -104,7 +88,7 @@ void add_catalogue_rows()
             [count](benchmark::State &state) {
                 const std::string sql = all_rows_of(count);
                 for (auto _ : state)
-                    if (raw_query(sql.c_str()) != count)
+                    if (raw_query(catalogue(), sql.c_str()) != count)
                         state.SkipWithError("rows missing");
             },
             "get_table");

@@ -74,8 +74,7 @@ void bare_system(benchmark::State &state)
 void add_service_rows()
 {
     std::string problem;
-    if (!install_programs(bench_site(), TAMBA_STANDIN, &problem) ||
-        que_init("bench", "serial", bench_context(0)) != 1)
+    if (!install_programs(bench_site(), &problem) || que_init("bench", "serial", bench_context(0)) != 1)
         std::fprintf(stderr, "cannot install the programs of the site: %s\n", problem.c_str());
     add_pair(
         "que_start, a run of tb_qm", 1.2, ask_queue,

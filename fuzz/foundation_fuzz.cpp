@@ -1,7 +1,7 @@
 // Readers of configuration and of times.
 #include <fuzz/target.h>
 
-#include <foundation/ini.h>
+#include <foundation/lines.h>
 #include <tamba/tamba.h>
 
 #include <algorithm>
@@ -65,4 +65,22 @@ FUZZ_TARGET(times)
     Buffer out(128);
     promise(cm_strftime(out.data(), out.size(), format.c_str(), &tm) < out.size(),
             "formatting keeps its limit");
+}
+
+// Two times, the second also as a date of its own.
+FUZZ_TARGET(schedule)
+{
+    const auto [start, stop] = halves(input);
+    const TraceContext trace{};
+    const int32_t later = time_compare(start.c_str(), stop.c_str(), trace);
+    promise(later >= 0 && later <= 2, "a comparison has three results");
+    promise(time_compare(start.c_str(), start.c_str(), trace) == 0 || start.find('.') == 2,
+            "a time is equal to itself");
+    Buffer holding(TAMBA_DATE_SIZE), date(stop, TAMBA_DATE_SIZE);
+    timing_tamba(start.c_str(), stop.c_str(), holding.data(), trace);
+    promise(timing_add_day(date.data()) == 1 && date.terminated(), "a date is terminated");
+    promise(timing_minutes(start.c_str()) <= 99 && timing_hours(start.c_str()) <= 99 * 60,
+            "parts have two digits");
+    Buffer typed(stop, std::max<size_t>(stop.size() + 1, TAMBA_DATE_INPUT_SIZE));
+    promise(i_CONVERT_DATE_INPUT(typed.data()) == 1 && typed.terminated(), "a typed date is terminated");
 }

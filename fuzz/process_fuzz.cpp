@@ -42,7 +42,7 @@ void send_in_turns(const DaemonCall &call, std::string_view bytes, intptr_t seco
 FUZZ_TARGET(daemon_answer)
 {
     control_timing = {};
-    control_timing.idle_ms = control_timing.accept_step_ms = control_timing.drain_ms = 1;
+    control_timing.idle_ms = control_timing.accept_step_ms = 1;
     control_timing.accept_steps = 20;
     const unsigned flags = input.empty() ? 0 : static_cast<unsigned char>(input[0]);
     const std::string bytes(input.substr(std::min<size_t>(1, input.size())));
