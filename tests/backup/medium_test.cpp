@@ -154,6 +154,10 @@ TEST_F(MediumChoice, AnUnreadableCatalogueIsNoFinding)
         EXPECT_TRUE(pl_read_file(file.c_str(), &all, size_t{1} << 24));
         return all;
     };
+    // The seam would write text with Windows' line ends.
+    const auto put = [&file](const std::string &content) {
+        EXPECT_TRUE(std::ofstream(file, std::ios::binary) << content);
+    };
     const std::string whole = bytes();
     // clang-format off
     const struct { const char *change, *drive, *media_info, *msg; } cases[] = {
@@ -168,7 +172,7 @@ TEST_F(MediumChoice, AnUnreadableCatalogueIsNoFinding)
     // clang-format on
     for (const auto &c : cases) {
         const std::string &content = c.change ? whole : damaged;
-        std::ofstream(file, std::ios::binary) << content; // the seam would write text with Windows' line ends
+        put(content);
         if (c.change)
             sql(c.change);
         const std::string before = bytes();
@@ -189,7 +193,7 @@ TEST_F(MediumChoice, AnUnreadableCatalogueIsNoFinding)
     EXPECT_EQ(GET_PREPARED_MEDIA(drive, media_info, 0, msg, trace), 0);
     EXPECT_STREQ(msg, "file is not a database");
     EXPECT_TRUE(holds(protocol(), "]: GET_PREPARED_MEDIA with unexpected result: file is not a database."));
-    ASSERT_TRUE(write_text(file, whole));
+    put(whole);
     EXPECT_EQ(ask("3", "DAILY").label, "DAILY00012");
 }
 
