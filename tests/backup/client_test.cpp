@@ -60,7 +60,7 @@ TEST_F(Client, IsAliveWhenItsAgentAnswers)
     EXPECT_NE(protocol().find("Computer localhost currently not reachable", reported), std::string::npos);
 }
 
-TEST_F(Client, IsAskedByManyAtOnce)
+TEST_F(Client, IsAskedByManyThreadsAtOnce)
 {
     ControlDaemon daemon;
     use_daemon(daemon.port());
