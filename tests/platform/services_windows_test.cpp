@@ -125,15 +125,15 @@ TEST_F(WindowsServices, LocalTimeIsTheSystemsWhateverTheVariableOfPortedShellsSa
 {
     pl_setenv("TZ", "Europe/Berlin"); // which the C library takes for the name of a zone with its own rules
     _tzset();
-    DYNAMIC_TIME_ZONE_INFORMATION own = {};
-    ASSERT_NE(GetDynamicTimeZoneInformation(&own), TIME_ZONE_ID_INVALID);
     for (int64_t seconds = 946684800; seconds < 1893456000; seconds += 1234567) { // 2000 to 2030
         const uint64_t steps = static_cast<uint64_t>(seconds) * 10'000'000 + 116'444'736'000'000'000;
         const FILETIME file_time = {static_cast<DWORD>(steps), static_cast<DWORD>(steps >> 32)};
         SYSTEMTIME utc, local;
         std::tm ours;
         ASSERT_TRUE(FileTimeToSystemTime(&file_time, &utc));
-        ASSERT_TRUE(SystemTimeToTzSpecificLocalTimeEx(&own, &utc, &local));
+        TIME_ZONE_INFORMATION rules;
+        ASSERT_TRUE(GetTimeZoneInformationForYear(utc.wYear, nullptr, &rules));
+        ASSERT_TRUE(SystemTimeToTzSpecificLocalTime(&rules, &utc, &local));
         ASSERT_TRUE(pl_local_time(seconds, &ours));
         ASSERT_TRUE(ours.tm_hour == local.wHour && ours.tm_min == local.wMinute && ours.tm_mday == local.wDay)
             << seconds << ": " << ours.tm_hour << " and not " << local.wHour;
