@@ -2,13 +2,13 @@
 #include <tamba/client.h>
 
 #include <foundation/glbv.h>
+#include <foundation/line_search.h>
 #include <foundation/messages.h>
 #include <foundation/trace_scope.h>
 #include <platform/files.h>
 #include <platform/process.h>
 #include <process/remote_cmd.h>
 #include <process/semaphore_guard.h>
-#include <tamba/files.h>
 #include <tamba/semaphore.h>
 #include <tamba/time_stamp.h>
 
@@ -54,12 +54,6 @@ int32_t ask_patiently(const char *node, const std::string &capture, TraceScope &
     return result;
 }
 
-bool find_line(const std::string &file, const char *pattern, FixedText<TAMBA_PATTERN_SIZE> *line)
-{
-    line->assign(pattern);
-    return file_search(file.c_str(), line->data()) == 1;
-}
-
 // Says what was found, of a host that does not answer also in the protocol.
 ClientMessage report_outcome(const char *node, int32_t result, const std::string &capture, TraceScope &scope)
 {
@@ -67,13 +61,13 @@ ClientMessage report_outcome(const char *node, int32_t result, const std::string
     FixedText<TAMBA_PATTERN_SIZE> line;
     if (result == 1) {
         msg.assign("Node reachable");
-        const bool found = find_line(capture, "VERSION:^", &line);
+        const bool found = find_line(capture.c_str(), "VERSION:^", &line);
         const size_t version = line.view().find("VERSION:");
         if (found && version != std::string_view::npos)
             msg.assign(line.view().substr(version));
         else
             msg.assign("Node reachable: no tbc version found");
-    } else if (find_line(capture, "tbc-3000:^", &line)) {
+    } else if (find_line(capture.c_str(), "tbc-3000:^", &line)) {
         msg.format("Node reachable; got %s", line.c_str());
     } else {
         scope.note("Node %s not reachable", node);

@@ -123,6 +123,12 @@ int32_t file_rev_search(const char *file, char *pattern)
     return search_file(file, pattern, true);
 }
 
+bool find_line(const char *file, const char *pattern, FixedText<TAMBA_PATTERN_SIZE> *line)
+{
+    line->assign(pattern);
+    return file_search(file, line->data()) == 1;
+}
+
 int32_t i_SEEK_STRING(FILE *stream, char *line, const char *first, const char *second, char mode)
 {
     const TextFinder one(text_or_empty(first)), other(text_or_empty(second));

@@ -1,6 +1,9 @@
 // Searching texts for lines that match.
 #pragma once
 
+#include <foundation/text.h>
+#include <tamba/files.h>
+
 #include <string_view>
 
 // One text to be found in many others, which outlives its finder: memchr looks for the character of it that is likely
@@ -60,3 +63,6 @@ private:
     Join join_;
     Wanted first_, second_;
 };
+
+// file_search with a pattern that may be a literal; line receives what matched, or the pattern.
+bool find_line(const char *file, const char *pattern, FixedText<TAMBA_PATTERN_SIZE> *line);

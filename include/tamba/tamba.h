@@ -29,6 +29,7 @@
 #include <tamba/drive.h>
 #include <tamba/eol.h>
 #include <tamba/files.h>
+#include <tamba/joblog.h>
 #include <tamba/lists.h>
 #include <tamba/media.h>
 #include <tamba/messages.h>
