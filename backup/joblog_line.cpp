@@ -43,8 +43,8 @@ int scan_items(std::string_view text, int32_t *processed, int32_t *not_processed
     const FixedText<512> line(text);
     long done = 0, left = 0;
     const int read = std::sscanf(
-        line.c_str(),
-        "Items processed correctly: [%ld]. Not processed or incorrectly processed %*s [%ld]", &done, &left);
+        line.c_str(), "Items processed correctly: [%ld]. Not processed or incorrectly processed %*s [%ld]",
+        &done, &left);
     if (read >= 1)
         *processed = clamped(done);
     if (read == 2)

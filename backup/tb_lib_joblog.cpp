@@ -71,7 +71,8 @@ void take_start(Job *job, const LogLine &line, TraceScope &scope)
 void keep_segment(const Job &job, const LogLine &line, TraceScope &scope)
 {
     const std::string text = "#" + std::string(line.from(kPayloadColumn)) + "\n";
-    const std::string file = job.file.substr(0, job.file.size() - std::min<size_t>(job.file.size(), 3)) + "sgm";
+    const std::string file =
+        job.file.substr(0, job.file.size() - std::min<size_t>(job.file.size(), 3)) + "sgm";
     const bool kept = pl_append(file.c_str(), text.data(), text.size(), nullptr) == PlAppend::done;
     scope.note("code 3998:%s  -> %s (%s)", std::string(line.from(kPayloadColumn)).c_str(), file.c_str(),
                kept ? "ok" : "failed");
@@ -265,7 +266,8 @@ bool is_broken_off(const std::string &variable, TraceScope &scope)
         return false;
     GlobalValue value;
     serve_variable('r', variable.c_str(), value.data());
-    scope.note("full name of gv_tbs_eom_ was sent, so analyse it too %s = %s", variable.c_str(), value.c_str());
+    scope.note("full name of gv_tbs_eom_ was sent, so analyse it too %s = %s", variable.c_str(),
+               value.c_str());
     if (value.view() != "BREAK")
         return false;
     serve_variable('d', variable.c_str(), value.data());
@@ -311,14 +313,21 @@ int32_t analyse(Job *job, TraceScope &scope)
 int32_t i_ANALYSE_BACKUP_LOG(BackupLogResult *result, const char *saveset, const char *not_file,
                              const char *source, TraceContext trace)
 {
-    TraceScope scope(trace, kTraceMain, "+++ ANALYSE_BACKUP_LOG  saveset=%s  NOT-file=%s", text_or_empty(saveset),
-                     text_or_empty(not_file));
+    TraceScope scope(trace, kTraceMain, "+++ ANALYSE_BACKUP_LOG  saveset=%s  NOT-file=%s",
+                     text_or_empty(saveset), text_or_empty(not_file));
     if (!result)
         return scope.leave(0, "--- ANALYSE_BACKUP_LOG  no record");
     FixedText<TAMBA_RESOLVE_SIZE> file{text_or_empty(not_file)};
     resolve_glbv(file.data()); // an unknown name stays, and is then no file
-    Job job{result, text_or_empty(saveset), text_or_empty(source), file.c_str(), bounded(result->status),
-            '*', 0, {}, {}};
+    Job job{result,
+            text_or_empty(saveset),
+            text_or_empty(source),
+            file.c_str(),
+            bounded(result->status),
+            '*',
+            0,
+            {},
+            {}};
     copy_text(result->status, sizeof result->status, job.status);
     if (is_broken_off(bounded(result->message), scope)) {
         answer_failed(&job, message_format(Msg::kNextMediumFailed));

@@ -18,8 +18,9 @@ constexpr size_t kLineLength = 255;
 struct Run {
     char status = 'X';
     std::string message = message_format(Msg::kRestoreBad);
-    bool aborted = false, closed = false, over = false; // over: a failure was found, the rest says nothing new
-    bool sql = false;                                   // of a database, which counts no items
+    bool aborted = false, closed = false,
+         over = false; // over: a failure was found, the rest says nothing new
+    bool sql = false;  // of a database, which counts no items
     int32_t warnings = 0, processed = 0, not_processed = 0;
 };
 
@@ -121,7 +122,8 @@ void judge_processed(Run *run, bool overwrite, TraceScope &scope)
         scope.note("cOverFlag '%c' && ProcessedItems == 0 - set state to %c bcs. %s", overwrite ? 'y' : 'n',
                    run->status, run->message.c_str());
     } else if (run->not_processed > 0) {
-        scope.note("Set state to warning bcs. iNotProcessedItems == %ld", static_cast<long>(run->not_processed));
+        scope.note("Set state to warning bcs. iNotProcessedItems == %ld",
+                   static_cast<long>(run->not_processed));
         set(run, '1', message_format(Msg::kRestoreWarnings));
     }
 }

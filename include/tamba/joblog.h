@@ -11,15 +11,17 @@ TAMBA_BEGIN
 
 /* What a backup's log says.  Belongs to the caller, who sets status, message and the counters before the analysis. */
 typedef struct BackupLogResult {
-    char status[TAMBA_JOBLOG_STATUS_SIZE]; /* the caller's; "0" says that the saveset's listing is empty; "3" after an
+    char status
+        [TAMBA_JOBLOG_STATUS_SIZE]; /* the caller's; "0" says that the saveset's listing is empty; "3" after an
                                               abort */
-    char message[TAMBA_JOBLOG_MSG_SIZE];   /* in: may be the full name of a variable "gv_tbs_eom_..."; out: status,
+    char message
+        [TAMBA_JOBLOG_MSG_SIZE]; /* in: may be the full name of a variable "gv_tbs_eom_..."; out: status,
                                               saveset, start time and text, joined by "/"; without the start time where
                                               the log could not be judged */
-    char state[4];                         /* one character: '0' successful, '1' with warnings, '2' nothing was saved,
+    char state[4];               /* one character: '0' successful, '1' with warnings, '2' nothing was saved,
                                               '3' aborted, 'X' failed; for failures that a repetition may mend 'E' (data
                                               connection), 'L' (login), 'R' (tape or control connection) */
-    char ndmp_info[TAMBA_JOBLOG_MSG_SIZE]; /* changed only by a log that holds such information */
+    char ndmp_info[TAMBA_JOBLOG_MSG_SIZE];        /* changed only by a log that holds such information */
     int32_t processed_items, not_processed_items; /* changed only by a log that counts them */
 } BackupLogResult;
 
