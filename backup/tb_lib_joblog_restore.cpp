@@ -32,11 +32,12 @@ void set(Run *run, char status, const std::string &message)
 
 void take_items(Run *run, const LogLine &line, TraceScope &scope)
 {
-    std::string_view text = line.from(line.code_column());
+    const std::string_view text = line.from(line.code_column());
     const size_t items = text.find("Items");
+    std::string head(text.substr(0, items));
+    std::erase_if(head, [](char c) { return c == ' ' || c == '\t'; });
     int read = 0;
-    if (text.starts_with("-3052: Info:") && items != std::string_view::npos &&
-        text.substr(12, items - 12).find_first_not_of(" \t") == std::string_view::npos)
+    if (items != std::string_view::npos && head == "-3052:Info:")
         read = scan_items(text.substr(items), &run->processed, &run->not_processed);
     if (read < 2)
         scope.note("sscanf format error in line: %s", std::string(line.text()).c_str());
