@@ -148,6 +148,61 @@ void add_search_row(const std::string &name, int32_t (*search)(const char *, cha
         raw_name);
 }
 
+// ---- judging a log ----------------------------------------------------------------------------------------------
+
+constexpr size_t kJobLogSize = size_t{64} << 20;
+
+// A backup's log: a line for each file, one of a thousand is a warning; the counts and a good end.
+const std::string &job_log()
+{
+    static const std::string file = [] {
+        std::string path = bench_site().path("work/bench.not");
+        FILE *const stream = std::fopen(path.c_str(), "wb");
+        size_t written = 0;
+        for (size_t line = 1; stream && written < kJobLogSize; ++line)
+            written += static_cast<size_t>(std::fprintf(
+                stream, "2008-02-14 %02zu:%02zu:%02zu: tbc-%s:    /data/projects/%zu/file %zu.dat\n",
+                line / 3600 % 24, line / 60 % 60, line % 60, line % 1000 ? "3012: Info" : "2031: Warn",
+                line / 500, line));
+        if (!stream ||
+            std::fputs(
+                "2008-02-14 23:59:59: tbc-3052: Info:     Items processed correctly: [7]. Not processed or "
+                "incorrectly processed Items: [0].\n2008-02-14 23:59:59: tbc-3007: Info:    Saveset closed\n",
+                stream) < 0 ||
+            std::fclose(stream) != 0) {
+            std::perror(path.c_str());
+            std::abort();
+        }
+        return path;
+    }();
+    return file;
+}
+
+void judge_log(benchmark::State &state)
+{
+    job_log();
+    for (auto _ : state) {
+        BackupLogResult result{};
+        if (i_ANALYSE_BACKUP_LOG(&result, "AF1", job_log().c_str(), "/data", bench_context(0)) != 1 ||
+            result.processed_items != 7)
+            state.SkipWithError(result.message);
+    }
+}
+
+void read_lines(benchmark::State &state)
+{
+    job_log();
+    for (auto _ : state) {
+        FILE *const stream = std::fopen(job_log().c_str(), "r");
+        char line[512];
+        size_t lines = 0;
+        while (stream && std::fgets(line, sizeof line, stream))
+            ++lines;
+        if (!stream || std::fclose(stream) != 0 || lines < kJobLogSize / 100)
+            state.SkipWithError("the log was not read");
+    }
+}
+
 } // namespace
 
 void add_file_rows()
@@ -164,4 +219,5 @@ void add_file_rows()
                    "grep -F, the last line", "-e 'W014-GETVOL' -e 'E099-QUEUE'", " | tail -n 1");
     add_search_row("256 MiB, last hit of many", file_rev_search, "W014-GETVOL", "grep -F, the last line",
                    "'W014-GETVOL'", " | tail -n 1");
+    add_pair("64 MiB, what a backup's log says", 2.0, judge_log, read_lines, "fgets of each line");
 }
