@@ -62,7 +62,9 @@ protected:
         write("work/AF1.not", log_of(log));
         result = {"", "", "", "", -7, -7};
         std::strcpy(result.status, status);
-        return backup(saveset, "/data", path("work/AF1.not"));
+        const std::string outcome = backup(saveset, "/data", path("work/AF1.not"));
+        EXPECT_STREQ(result.status, outcome[0] == '3' ? "3" : status);
+        return outcome;
     }
     // The result, the status and the message.
     std::string restore(const std::string &file, const char *mode = "") const
@@ -107,8 +109,9 @@ TEST_F(JobLog, ABackupIsGoodOnlyWhenNothingInItsLogSaysOtherwise)
         {"1023 after -1145: x;", kGui},
         // Forms of lines.
         {"3007;1023 full", kFull}, {"=2008-02-14 10:30:00: tbc-3007", kNoEnd}, {"3007\r;1023 full\r;", kFull},
-        {"=2008-02-14 10:30:00: tbc-3OO7: x;", kNoEnd}, {"m3007;", kGood}, {"m2032;m3007;", kWarned},
-        {"m3007;m1023 x;", "X//1023: Error:   x"}, {"3007;1023 x at TBC_MSEX-1;", kGood}, {"s3007;", kGood},
+        {"=2008-02-14 10:30:00: tbc-3OO7: x;", kNoEnd}, {"=2008-02-14 10:30:00: tbc-3007 x;", kNoEnd},
+        {"m2032;m3007;", kWarned}, {"m3007;m1023 x;", "X//1023: Error:   x"}, {"m3007;", kGood},
+        {"3007;1023 x at TBC_MSEX-1;", kGood}, {"s3007;", kGood},
         {"3007;s1023 full;", kFull}, {"=2008-02-14 10:30:0 tbc-3007: x;", kNoEnd},
         {"3007;=" + longest + log_of("1023 full"), kFull}, {"3007;1023 full" + zero + " x;", kFull},
         {"3007;=" + longest.substr(9) + log_of("1023 x"), kGood}, {"3007;=" + zero + ";1023 full;", kFull},
@@ -116,7 +119,7 @@ TEST_F(JobLog, ABackupIsGoodOnlyWhenNothingInItsLogSaysOtherwise)
         {"3007;1007" + sent + " 2010: x;", kGood}, {"3007;s1007" + sent + " 2010: x;", kGood},
         {"1007" + sent + " 2010: x;", kNoEnd}, {"3007;1007" + sent, "X// Error:  " + sent},
         {"3007;1007 Data sent: 2010: x;", "X// Error:   Data sent: 2010: x"},
-        {"3007;1007 At 553 STOR. 2010: x;", "X// Error:   At 553 STOR. 2010: x"},
+        {"3007;1007 Transfer: 553 STOR. 2010: x;", "X// Error:   Transfer: 553 STOR. 2010: x"},
         // Why it failed.
         {"3007;1009 425 2002: No;", "E//2002: No"}, {"1010 530 Who?;", "L//530 Who?"}, {"2030;3007;", kGood},
         {"1009 connect() failed" + gap + "refused;", "R//refused"}, {"1010 connect() failed;", "R//"},
@@ -282,7 +285,8 @@ TEST_F(JobLog, AFaultOfTheSystemNeverLooksLikeSuccess)
     for (fault = 1; fault < 12; ++fault) {
         good.insert(analysed("3007;"));
         bad.insert(analysed("1009 530 x;"));
-        restores.insert(restored("3007;3052 5 0;"));
+        const std::string outcome = *restores.insert(restored("3007;3052 5 0;")).first;
+        EXPECT_EQ(outcome[0], holds(read("work/job.prot"), "TBC-STATUS: Restore was") ? '1' : '0');
     }
     const std::string unread = "X/Could not open TBC logging file " + path("work/AF1.not"),
                       unused = "0 X Failure: Protocol file " + path("work/job.prot") +
