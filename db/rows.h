@@ -42,6 +42,7 @@ public:
 
     int32_t count() const { return static_cast<int32_t>(list_.count); }
     bool empty() const { return list_.count == 0; }
+    DB_REC_LIST *list() { return &list_; } // for exported functions that take one
 
     // A column of a row, cut to the buffer; a NULL is the word "NULL" (see is_null).
     template <size_t Size> bool text(int32_t row, const char *column, FixedText<Size> &value) const

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 // Starts a program.  command_line holds program and arguments as on Windows: words separated by blanks,
 // grouped by double quotes, "\"" is a quote.  The program's name is taken as it stands: no ending is added,
@@ -45,6 +46,15 @@ void pl_parent_process_name(char *out, size_t size); // "unknown" when the syste
 // are written for the Windows interpreter; on Linux the few constructs that only it understands ("2>>&1", a
 // quoted whole command, "\" in the program's path, "nul") are rewritten for sh.
 int32_t pl_shell(const char *command);
+
+// A file name as one word of a command for pl_shell: in quotes unless it consists of letters, digits and these, and never
+// to be taken for an option; "" when it cannot stand in a command.
+constexpr bool pl_is_plain(char c)
+{
+    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
+           std::string_view("_-./\\:~+,@=").find(c) != std::string_view::npos;
+}
+std::string pl_shell_word(const char *file);
 
 // The command for pl_shell that sorts the lines of a text file into another file; "" when one of the names cannot
 // stand in a command.

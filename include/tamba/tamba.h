@@ -23,12 +23,14 @@
 #define TAMBA_TAMBA_H
 
 #include <tamba/client.h>
+#include <tamba/completion.h>
 #include <tamba/config.h>
 #include <tamba/control.h>
 #include <tamba/db.h>
 #include <tamba/drive.h>
 #include <tamba/eol.h>
 #include <tamba/files.h>
+#include <tamba/housekeeping.h>
 #include <tamba/joblog.h>
 #include <tamba/lists.h>
 #include <tamba/media.h>

@@ -7,6 +7,7 @@
 #include <platform/posix/command_line.h>
 #include <platform/posix/descriptor.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -28,6 +29,13 @@ std::string quoted(const char *path)
 
 } // namespace
 
+std::string pl_shell_word(const char *file)
+{
+    const std::string name = std::string(*file == '-' ? "./" : "") + file;
+    return !name.empty() && std::all_of(name.begin(), name.end(), pl_is_plain) ? native_path(name.c_str())
+                                                                               : quoted(name.c_str());
+}
+
 // Unlike system() it leaves the program's signals alone: a ctrl-c has to reach the program's own handler
 // while a command runs, as it does on Windows.
 int32_t pl_shell(const char *command)
@@ -44,8 +52,7 @@ int32_t pl_shell(const char *command)
 
 std::string pl_sort_command(const char *input, const char *output)
 {
-    const std::string here = *input == '-' ? "./" : ""; // a name, never an option or standard input
-    return "LC_ALL=C sort -o " + quoted(output) + " " + quoted((here + input).c_str());
+    return "LC_ALL=C sort -o " + pl_shell_word(output) + " " + pl_shell_word(input);
 }
 
 // One word of a command line: quotes in it are marked, and the backslashes in front of them.

@@ -15,18 +15,26 @@ namespace {
 
 constexpr size_t kLongestCommand = 8100; // the interpreter's limit, less its own name
 
-// A file name as one word of a command.
-std::string file_word(const char *name)
+// "\" for "/", which would begin an option.
+std::string sort_word(std::string name)
 {
-    std::string word = name;
-    std::replace(word.begin(), word.end(), '/', '\\');
-    if (!word.empty() && word.find_first_of(" \t&()[]{}^=;!'+,`~<>|@") == std::string::npos)
-        return word;
-    // A backslash in front of the closing quote would mark it.
-    return '"' + word + (word.ends_with('\\') ? "\\\"" : "\"");
+    std::replace(name.begin(), name.end(), '/', '\\');
+    return pl_shell_word(name.c_str());
 }
 
 } // namespace
+
+// Within quotes the interpreter leaves everything but "%" alone.
+std::string pl_shell_word(const char *file)
+{
+    const std::string name = std::string(*file == '-' ? ".\\" : "") + file;
+    if (name.find_first_of("\"\r\n") != name.npos || std::count(name.begin(), name.end(), '%') > 1)
+        return {};
+    if (!name.empty() && std::all_of(name.begin(), name.end(), pl_is_plain))
+        return name;
+    // A backslash in front of the closing quote would mark it.
+    return '"' + name + (name.ends_with('\\') ? "\\\"" : "\"");
+}
 
 // What system() does, but under the lock of all program starts: system() would hand a child the pipe ends that are
 // inheritable for another one's sake.
@@ -51,13 +59,12 @@ int32_t pl_shell(const char *command)
     return static_cast<int32_t>(code);
 }
 
-// "\" for "/", which would begin an option.  Within quotes the interpreter leaves everything but "%" alone.
 std::string pl_sort_command(const char *input, const char *output)
 {
-    std::string command = "sort /L C " + file_word(input) + " /O " + file_word(output);
-    const bool impossible = std::strpbrk(input, "\"\r\n") || std::strpbrk(output, "\"\r\n") ||
-                            std::count(command.begin(), command.end(), '%') > 1 ||
-                            command.size() > kLongestCommand;
+    const std::string from = sort_word(input), to = sort_word(output);
+    const std::string command = "sort /L C " + from + " /O " + to;
+    const bool impossible = from.empty() || to.empty() || command.size() > kLongestCommand ||
+                            std::count(command.begin(), command.end(), '%') > 1;
     return impossible ? "" : command;
 }
 
