@@ -17,8 +17,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char kCompanyKey[] = "Software\\Korvel\\tamba";
-constexpr const char *const kDirectories[] = {"ini",  "lgc", "work/sem", "work/site", "glbv",
-                                              "info", "db",  "log",      "bin/tamba", "registry"};
+constexpr const char *const kDirectories[] = {"ini", "lgc", "work/sem",  "work/site", "glbv", "info",
+                                              "db",  "log", "bin/tamba", "registry",  "lis",  "prepost"};
 constexpr const char *const kPrograms[] = {"tb_init",
                                            "tb_alarm",
                                            "tb_os_startup",
@@ -47,6 +47,8 @@ constexpr Variable kVariables[] = {
     {"gv_rw_glbv", "glbv/"},
     {"gv_rw_info", "info/"},
     {"gv_rw_db", "db/"},
+    {"gv_rw_lis", "lis/"},
+    {"gv_rw_prepost", "prepost/"},
     {"gv_ro_bin", "bin/tamba/"},
     {"gv_ro_db", "bin/tamba/"},
     {"gv_ro_tbs", "bin/tamba/"},
