@@ -86,6 +86,7 @@ int run_demo(const Options &options)
     two_program_steps(stage);
     host_steps(stage);
     volume_steps(stage);
+    day_steps(stage);
     const bool good = stage.report.finish();
     if (options.keep || !good) {
         std::printf("The site is still there: %s\n", stage.site.root.c_str());

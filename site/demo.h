@@ -66,6 +66,9 @@ void host_steps(Stage &stage);
 // The third act: media come into drives, by robot and by hand.
 void volume_steps(Stage &stage);
 
+// The fourth act: the day's logs become results, the day is closed, and a medium is used again.
+void day_steps(Stage &stage);
+
 // A backup program of its own: asks and writes the answer to work/site/<name>.answer.
 int run_child(const std::string &site, const std::string &name, const std::string &drive,
               const std::string &media);

@@ -156,12 +156,22 @@ bool install_programs(const Site &site, std::string *problem)
     for (const std::string name : kPrograms)
         if (!copy_program(from, to / name) || !copy_program(from, to / (name + ".exe")))
             return fail(problem, name + ": cannot be installed from " TAMBA_STANDIN);
+    if (fs::path(TAMBA_GZIP).has_extension() && // systems that name programs so have none of their own
+        !install_gzip(site))
+        return fail(problem, "gzip: cannot be installed from " TAMBA_GZIP);
     // A copy does not find the shared libraries that lie beside the original.
     std::error_code error;
     for (const fs::directory_entry &entry : fs::directory_iterator(from.parent_path(), error))
         if (entry.path().extension() == ".dll" && !copy_program(entry.path(), to / entry.path().filename()))
             return fail(problem, entry.path().string() + ": cannot be installed");
     return true;
+}
+
+bool install_gzip(const Site &site)
+{
+    const fs::path from = fs::absolute(TAMBA_GZIP), to = site.path("bin/tamba/");
+    return copy_program(from, to / ("gzip" + from.extension().string())) &&
+           copy_program(from, to / ("gunzip" + from.extension().string()));
 }
 
 bool set_trace_level(const Site &site, const std::string &module, int level)

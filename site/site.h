@@ -27,6 +27,9 @@ Site open_site(const std::string &directory);
 // Installs the stand-in programs in bin/tamba, each as "<name>" and "<name>.exe", from the one program of the build.
 bool install_programs(const Site &site, std::string *problem);
 
+// Puts gzip and gunzip of our own among a site's programs; install_programs does it where the system has none.
+bool install_gzip(const Site &site);
+
 // Switches the trace level of a module in "debug.ini".
 bool set_trace_level(const Site &site, const std::string &module, int level);
 
