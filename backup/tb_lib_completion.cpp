@@ -142,10 +142,9 @@ std::string amount_of(const Day &day, TraceScope &scope)
     return found == Found::unreadable ? "0" : rows.message();
 }
 
-void start(const char *program, const char *subject, const std::string &text, TraceScope &scope)
+void start(const char *program, const std::string &text, TraceScope &scope)
 {
-    iCREATE_ASYNC_SUBPROCESS(format_string("%s %s \"%s\"", program, subject, text.c_str()).c_str(),
-                             scope.context());
+    iCREATE_ASYNC_SUBPROCESS(format_string("%s\"%s\"", program, text.c_str()).c_str(), scope.context());
 }
 
 // Says what the day came to: in the protocol, by the alarm and by the notification.
@@ -160,14 +159,14 @@ void announce(const Day &day, TraceScope &scope)
     const std::string summary = format_string("%s, Amount: %s (blocks)", counts.c_str(), amount.c_str());
     constexpr char kTitle[] = "ALL_BACKUPS_DONE:";
     if (day.state == 'X') {
-        start("tb_alarm", "BACKUP:", counts, scope);
+        start("tb_alarm BACKUP: ", counts, scope);
         prot_message<Msg::kDayFailed>(kTitle, summary.c_str());
     } else if (day.state == '0') {
         prot_message<Msg::kDayGood>(kTitle, summary.c_str());
     } else {
         prot_message<Msg::kDayWarned>(kTitle, summary.c_str());
     }
-    start("tb_notify", "BACKUP:", counts, scope);
+    start("tb_notify BACKUP: ", counts, scope);
 }
 
 void close_results(const Day &day, const SqlText &stop_time, const SqlText &date, TraceScope &scope)
@@ -202,7 +201,7 @@ void CHECK_IF_ALL_BACKUPS_DONE(const char *stop_time, TraceContext trace)
             announce(day, scope);
         const SqlText stop(stop_time, SqlText::update), date(day.date.c_str(), SqlText::update);
         close_results(day, stop, date, scope);
-        start("tb_notify", "ALL_JOBS_DONE", day.message, scope);
+        start("tb_notify ALL_JOBS_DONE ", day.message, scope);
         close_calendar(day, stop, date, scope);
     }
     scope.leave(0, "--- CHECK_IF_ALL_BACKUPS_DONE %s", day.message);

@@ -10,7 +10,6 @@
 namespace {
 
 constexpr char kNoRows[] = "INIT Select from results ";
-constexpr char kColumns[] = "saveset,task,datum,cnt,saveset_exist,original_saveset";
 
 using ColumnText = FixedText<4096>;
 
@@ -43,12 +42,11 @@ struct Cleanup {
     FileSweep files{trace};
 };
 
-// A statement that deletes; word names it in the operator's report.
-template <class... Values>
-void remove_rows(const char *word, TraceScope &scope, const char *format, Values... values)
+// word names the statement in the operator's report.
+void run_statement(const char *word, const std::string &statement, TraceScope &scope)
 {
     DbMessage msg;
-    if (!execute_sql(msg.data(), scope.context(), format, values...))
+    if (!execute_sql(msg.data(), scope.context(), "%s", statement.c_str()))
         trap_db_err(word, msg.c_str(), scope.context(), 0);
 }
 
@@ -112,11 +110,11 @@ void clean_up_original(const char *original, Cleanup *cleanup)
     }
     for (int32_t row = 1; row <= rows.count(); ++row)
         clean_up_job(saveset_of(rows, row), rows.integer(row, "cnt"), false, cleanup);
-    remove_rows("INIT delete from restore_results ", scope, "delete from restore_results where saveset='%s'",
-                name.c_str());
-    remove_rows("INIT delete from restore_tasks", scope, "delete from restore_tasks where saveset='%s'",
-                name.c_str());
-    remove_rows("INIT delete from results ", scope, "delete from results where saveset='%s'", name.c_str());
+    const std::string its_rows = format_string("saveset='%s'", name.c_str());
+    run_statement("INIT delete from restore_results ", "delete from restore_results where " + its_rows,
+                  scope);
+    run_statement("INIT delete from restore_tasks", "delete from restore_tasks where " + its_rows, scope);
+    run_statement("INIT delete from results ", "delete from results where " + its_rows, scope);
     scope.leave(1, "--- DELETE_ORIGINAL_LIS");
 }
 
@@ -160,25 +158,27 @@ bool clean_up_savesets(const Rows &rows, Cleanup *cleanup, TraceScope &scope)
     return marked;
 }
 
+std::string savesets_of(const char *label, SqlText::Use use = SqlText::query)
+{
+    return format_string("saveset in ( select saveset from result_lbls where label='%s')",
+                         SqlText(label, use).c_str());
+}
+
 // In this order: the others find the medium's savesets through its labels.
 void remove_rows_of_medium(const char *label, TraceScope &scope)
 {
-    const SqlText name(label);
-    const std::string savesets =
-        format_string("saveset in ( select saveset from result_lbls where label='%s')", name.c_str());
-    const std::string to_update =
-        format_string("saveset in ( select saveset from result_lbls where label='%s')",
-                      SqlText(label, SqlText::update).c_str());
-    remove_rows("INIT delete from results ", scope,
-                "update results set state='d' where (saveset_exist is null or saveset_exist!='M') and %s",
-                to_update.c_str());
-    remove_rows("INIT delete from restore_results ", scope, "delete from restore_results where %s",
-                savesets.c_str());
-    remove_rows("INIT delete from restore_tasks", scope, "delete from restore_tasks where eol!='0' and %s",
-                savesets.c_str());
-    remove_rows("INIT delete from result_lbls ", scope, "delete from result_lbls where label='%s'",
-                name.c_str());
-    remove_rows("INIT delete from results ", scope, "delete from results where state='%s'", "d");
+    const std::string savesets = savesets_of(label);
+    run_statement("INIT delete from results ",
+                  "update results set state='d' where (saveset_exist is null or saveset_exist!='M') and " +
+                      savesets_of(label, SqlText::update),
+                  scope);
+    run_statement("INIT delete from restore_results ", "delete from restore_results where " + savesets,
+                  scope);
+    run_statement("INIT delete from restore_tasks",
+                  "delete from restore_tasks where eol!='0' and " + savesets, scope);
+    run_statement("INIT delete from result_lbls ",
+                  format_string("delete from result_lbls where label='%s'", SqlText(label).c_str()), scope);
+    run_statement("INIT delete from results ", "delete from results where state='d'", scope);
 }
 
 } // namespace
@@ -195,9 +195,8 @@ int32_t iDELETE_OLD_LIS(const char *label, const char *prefix, const char *drive
     {
         Rows rows("INIT", scope.context());
         const Found found = rows.find(
-            kNoRows,
-            "select %s from results where saveset in ( select saveset from result_lbls where label='%s')",
-            kColumns, SqlText(label).c_str());
+            kNoRows, "select saveset,task,datum,cnt,saveset_exist,original_saveset from results where %s",
+            savesets_of(label).c_str());
         if (found != Found::unreadable)
             may_remove = clean_up_savesets(rows, &cleanup, scope) && keep_rows != 'y';
     }

@@ -19,14 +19,13 @@ Path resolved(const char *path)
     return file;
 }
 
-// Runs "program file"; -1 when the name cannot stand in a command.
-int32_t run(const char *program, const std::string &file, TraceScope &scope)
+// The file as a word of a command; "" when its name cannot stand in one.
+std::string word_of(const std::string &file, TraceScope &scope)
 {
     const std::string word = pl_shell_word(file.c_str());
-    if (!word.empty())
-        return start_system(format_string("%s %s", program, word.c_str()).c_str());
-    scope.note("%s cannot stand in a command", file.c_str());
-    return -1;
+    if (word.empty())
+        scope.note("%s cannot stand in a command", file.c_str());
+    return word;
 }
 
 } // namespace
@@ -40,7 +39,8 @@ int32_t i_UNCOMPRESS_FILE(const char *path, TraceContext trace)
     int32_t code = 0;
     if (!pl_file_exists(file.c_str()) && pl_file_exists(compressed.c_str())) {
         scope.note("Compressed file found. Uncompress it: %s", compressed.c_str());
-        code = run("gunzip", compressed, scope);
+        const std::string word = word_of(compressed, scope);
+        code = word.empty() ? -1 : start_system(format_string("gunzip %s", word.c_str()).c_str());
     }
     return scope.leave(code == 0 ? 1 : 0, "--- i_UNCOMPRESS_FILE returns %d", code == 0 ? 1 : 0);
 }
@@ -52,7 +52,8 @@ int32_t COMPRESS_FILE(const char *path, TraceContext trace)
     int32_t code = 0;
     if (pl_file_exists(file.c_str())) {
         scope.note("Compress file: %s", file.c_str());
-        code = run("gzip -f", file.c_str(), scope);
+        const std::string word = word_of(file.c_str(), scope);
+        code = word.empty() ? -1 : start_system(format_string("gzip -f %s", word.c_str()).c_str());
     }
     return scope.leave(code, "--- COMPRESS_FILE returns %d", code);
 }

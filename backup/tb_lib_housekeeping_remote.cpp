@@ -159,7 +159,7 @@ int32_t REMOTE_COPY(char mode, const char *client, const char *file, TraceContex
         return scope.leave(0, "--- REMOTE_COPY %s", mode_message(client, mode).c_str());
     const OwnHost own;
     scope.detail("client: %s server: %s ", client, own.name);
-    scope.note("Mode: %s", mode == 'g' ? "get" : "put");
+    scope.note(mode == 'g' ? "Mode: get" : "Mode: put");
     // The agent sees the transfer from the client's side: what is got here is put there.
     const std::string base(base_name(file));
     const Transfer job{mode, client, file, global_or("gv_rw_work", ""),
@@ -183,13 +183,13 @@ int32_t REMOTE_COPY_CLIENT(char mode, const char *client, const char *file, Trac
     const AnswerFile answer(scope.context());
     const OwnHost own;
     scope.detail("client: %s server: %s", client, own.name);
-    scope.note("Mode: %s", mode == 'p' ? "put" : "get");
+    scope.note(mode == 'p' ? "Mode: put" : "Mode: get");
     const Service service = copy_service(mode, client, file, answer.path());
     scope.note("szRemCmd: %s", service.command.c_str());
     RemoteMessage reason{std::string_view("gv_rw_work has no place for an answer file")};
     const bool done =
         answer.usable() && run_for(file, client, service.target, service.command, &reason, scope.context());
-    scope.note("Remote command %s: %s", done ? "success" : "failed", reason.c_str());
+    scope.note(done ? "Remote command success: %s" : "Remote command failed: %s", reason.c_str());
     return scope.leave(done ? 1 : 0, "--- REMOTE_COPY_CLIENT Status= %s  Msg= %s ",
                        done ? "SUCCESS" : "ERROR", done ? "TB_CLIENT returns: 0" : "TB_CLIENT returns: 2");
 }

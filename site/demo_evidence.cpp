@@ -71,12 +71,29 @@ Lines media_changes(const std::vector<SiteRow> &before, const std::vector<SiteRo
     return lines;
 }
 
+// Rows that consist of a name and a text.
+Lines named_changes(const std::vector<SiteRow> &before, const std::vector<SiteRow> &after)
+{
+    Lines lines;
+    for (const SiteRow &row : after) {
+        const SiteRow *const old = row_of(before, row[0]);
+        if (!old || (*old)[1] != row[1])
+            lines.push_back(row[0] + ": " + (old ? (*old)[1] + " -> " : "new, ") + row[1]);
+    }
+    for (const SiteRow &row : before)
+        if (!row_of(after, row[0]))
+            lines.push_back(row[0] + ": gone");
+    return lines;
+}
+
 Lines catalogue_changes(const Evidence &before, const Evidence &after)
 {
     Lines lines = media_changes(before.media, after.media);
     for (const SiteRow &row : after.drives)
         if (const SiteRow *const old = row_of(before.drives, row[0]); old && (*old)[1] != row[1])
             lines.push_back("drive " + row[0] + ": label " + (*old)[1] + " -> " + row[1]);
+    const Lines named = named_changes(before.results, after.results);
+    lines.insert(lines.end(), named.begin(), named.end());
     return lines;
 }
 
@@ -89,7 +106,12 @@ Evidence look_at(const Site &site, const std::string &trace_file)
             lines_of(read_text(site.path("info/info.dat"))),
             lines_of(read_text(site.path("lgc/" + trace_file))),
             media_of(site),
-            site_rows(site, "select drive_num,label from hw_drives order by drive_num")};
+            site_rows(site, "select drive_num,label from hw_drives order by drive_num"),
+            site_rows(site,
+                      "select 'saveset '||saveset, 'state '||ifnull(state,'none')||"
+                      "ifnull(', saveset_exist '||saveset_exist,'') from results union all "
+                      "select 'event '||id, 'state '||state from cal_sheets union all "
+                      "select 'saveset '||saveset||' on '||label, 'there' from result_lbls order by 1")};
 }
 
 Difference difference(const Evidence &before, const Evidence &after)

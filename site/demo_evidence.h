@@ -12,6 +12,7 @@ using Lines = std::vector<std::string>;
 struct Evidence {
     Lines calls, protocol, board, trace;
     std::vector<SiteRow> media, drives;
+    std::vector<SiteRow> results; // name and state of savesets, events, and savesets on media
 };
 
 Evidence look_at(const Site &site, const std::string &trace_file);
@@ -20,7 +21,7 @@ Evidence look_at(const Site &site, const std::string &trace_file);
 struct Difference {
     Lines calls, protocol, board, trace;
     Lines
-        catalogue; // "label: column old -> new", "label: new ...", "label: gone", "drive 3: label old -> new"
+        catalogue; // "label: column old -> new", "label: new ...", "label: gone", "drive 3: label old -> new", "saveset S: state a -> state X"
 };
 
 Difference difference(const Evidence &before, const Evidence &after);
