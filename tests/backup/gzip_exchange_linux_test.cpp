@@ -13,11 +13,13 @@ protected:
             text += "file " + std::to_string(line * line) + "\n";
         ASSERT_TRUE(write_text(file, text));
     }
-    void remove_standin()
+    // The site's programs are found behind the system's.
+    void use_standin()
     {
-        for (const char *name : {"gzip", "gunzip"})
-            std::filesystem::remove(site.path(std::string("bin/tamba/") + name));
+        ASSERT_TRUE(install_gzip(site));
+        pl_setenv("PATH", (site.path("bin/tamba:") + path).c_str());
     }
+    void use_real_program() { pl_setenv("PATH", path.c_str()); }
     // The name of the original file, which only the real program stores.
     bool was_written_by_standin() const { return (read_text(file + ".gz").at(3) & 8) == 0; }
     void expect_compressed()
@@ -34,6 +36,7 @@ protected:
     }
 
     const std::string file = "/tmp/tamba-gzip-" + std::to_string(pl_process_id()) + " a'b\".lis";
+    const std::string path = pl_getenv("PATH");
     std::string text;
     void TearDown() override
     {
@@ -45,10 +48,10 @@ protected:
 
 TEST_F(GzipExchange, TheRealProgramReadsWhatTheStandInWrote)
 {
-    ASSERT_TRUE(install_gzip(site));
+    use_standin();
     expect_compressed();
     EXPECT_TRUE(was_written_by_standin());
-    remove_standin();
+    use_real_program();
     expect_expanded();
 }
 
@@ -56,7 +59,7 @@ TEST_F(GzipExchange, TheStandInReadsWhatTheRealProgramWroteAndNothingElse)
 {
     expect_compressed();
     EXPECT_FALSE(was_written_by_standin());
-    ASSERT_TRUE(install_gzip(site));
+    use_standin();
     expect_expanded();
     std::filesystem::rename(file, file + ".gz"); // no compressed file at all
     EXPECT_EQ(i_UNCOMPRESS_FILE(file.c_str(), trace), 0);
