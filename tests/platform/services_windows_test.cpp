@@ -155,7 +155,7 @@ TEST_F(WindowsServices, NamesToBeSortedAreWordsOfACommandOrRefused)
     const char *const cases[][3] = {{"in.txt", "C:\\out.txt", "sort /L C in.txt /O C:\\out.txt"},
                                     {"/R", "a b", "sort /L C \\R /O \"a b\""},
                                     {"a&b", "d d\\", "sort /L C \"a&b\" /O \"d d\\\\\""},
-                                    {"50%", "", "sort /L C 50% /O \"\""}};
+                                    {"50%", "", "sort /L C \"50%\" /O \"\""}};
     for (const auto &[input, output, command] : cases)
         EXPECT_EQ(pl_sort_command(input, output), command);
     for (const char *name : {"%PATH%", "o\"ut", "in\n", long_name.c_str()})
