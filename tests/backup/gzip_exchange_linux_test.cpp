@@ -35,7 +35,7 @@ protected:
         EXPECT_FALSE(std::filesystem::exists(file + ".gz"));
     }
 
-    const std::string file = "/tmp/tamba-gzip-" + std::to_string(pl_process_id()) + " a'b\".lis";
+    const std::string file = "/tmp/tamba-gzip-" + std::to_string(pl_process_id()) + " a'b\" >nul 2>>&1.lis";
     const std::string path = pl_getenv("PATH");
     std::string text;
     void TearDown() override
