@@ -127,6 +127,7 @@ int main(int argc, char **argv)
     add_semaphore_rows();
     add_catalogue_rows();
     add_media_rows();
+    add_housekeeping_rows();
     add_file_rows();
     add_process_rows();
     add_service_rows();

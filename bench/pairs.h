@@ -21,6 +21,7 @@ void add_foundation_rows();
 void add_semaphore_rows();
 void add_catalogue_rows();
 void add_media_rows();
+void add_housekeeping_rows();
 void add_file_rows();
 void add_process_rows();
 void add_service_rows();

@@ -22,8 +22,11 @@ int32_t exit_code(const PIPE &pipe)
 {
     int32_t code = kStillActive;
     pl_child_wait_exit(pipe.process, pipe.output, pipe_timing.exit_ms);
-    if (!pl_process_exit_code(pipe.process, &code))
-        code = pl_wait(pipe.process, 0) == PlWait::timed_out ? kStillActive : kUnknown;
+    if (!pl_process_exit_code(pipe.process, &code)) {
+        const bool runs = pl_wait(pipe.process, 0) == PlWait::timed_out;
+        if (!runs && !pl_process_exit_code(pipe.process, &code)) // it may have ended just now
+            code = kUnknown;
+    }
     own_trace("Got exit code from Subprocess: %d", code);
     if (code != kStillActive)
         return code;
