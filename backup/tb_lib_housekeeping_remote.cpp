@@ -219,3 +219,18 @@ int32_t REMOTE_FILE_DELETE(const char *client, const char *file, TraceContext tr
     return scope.leave(done ? 1 : 0, "--- REMOTE_FILE_DELETE Status= %s  Msg= %s ", outcome.status.c_str(),
                        outcome.message.c_str());
 }
+
+int32_t i_GET_REMOTE_FILES(const char *client, const LLHead *files, TraceContext trace)
+{
+    client = text_or_empty(client);
+    TraceScope scope(trace, kTraceMain, "+++ GET_REMOTE_FILES %s", client);
+    int32_t fetched = 0, all = 0;
+    for (const void *file = files ? FirstElmLL(files) : nullptr; file && IsElmLL(file) != 0;
+         file = NextElmLL(file)) {
+        const std::string_view bytes(static_cast<const char *>(file), IsElmLL(file));
+        fetched += REMOTE_COPY_CLIENT('g', client, std::string(bytes.substr(0, bytes.find('\0'))).c_str(),
+                                      scope.context());
+        ++all;
+    }
+    return scope.leave(fetched, "--- GET_REMOTE_FILES %d of %d", fetched, all);
+}

@@ -7,6 +7,7 @@
 #include <platform/files.h>
 #include <platform/process.h>
 #include <platform/thread.h>
+#include <process/pipe_line.h>
 #include <process/program_path.h>
 
 #include <algorithm>
@@ -150,6 +151,24 @@ int32_t still_running(TB_HANDLE handle, bool is_thread, TraceContext &trace)
     return 0;
 }
 
+// Traces what a program writes until it ends; its exit code, -1 when nobody knows it.
+int32_t follow_child(const PlChild &child, TraceScope &scope)
+{
+    char text[1024];
+    for (bool more = true; more;) {
+        std::memset(text, 0, sizeof text);
+        more = read_pipe_line(child.output, text, sizeof text - 1, EmptyRead::waits) != 0;
+        if (more || *text != '\0')
+            scope.note("%s", text);
+    }
+    int32_t code = -1;
+    if (pl_wait(child.process, kPlForever) != PlWait::ended || !pl_process_exit_code(child.process, &code))
+        code = -1;
+    for (const TB_HANDLE handle : {child.output, child.thread, child.process})
+        pl_close(handle);
+    return code;
+}
+
 } // namespace
 
 int32_t start_system(const char *cmd)
@@ -201,6 +220,24 @@ int32_t iCREATE_ASYNC_SUBPROCESS(const char *cmd, TraceContext trace)
     else
         scope.note("Failed to CreateProcess %s", text_or_empty(cmd));
     return scope.leave(started ? 1 : 0, "--- CREATE_ASYNC_SUBPROCESS returns %d", started ? 1 : 0);
+}
+
+int32_t i_EXECUTE_USER_COMMAND(const char *cmd, TraceContext trace)
+{
+    const std::string command = text_or_empty(cmd);
+    TraceScope scope(trace, kTraceMain, "+++ EXECUTE_USER_COMMAND  %s", command.c_str());
+    i_setenv_tamba(command.c_str());
+    PlChildStreams streams;
+    streams.null_input = streams.pipe_output = streams.join_error = true;
+    const std::string line = pl_script_command(command.c_str());
+    PlChild child{};
+    if (line.empty() || pl_child_start(nullptr, line.c_str(), streams, &child) != PlChildStart::done) {
+        FixedText<256> reason;
+        pl_error_text(pl_last_error().number, reason.data(), reason.capacity());
+        return scope.leave(-1, "--- EXECUTE_USER_COMMAND could not be started: %s", reason.c_str());
+    }
+    const int32_t code = follow_child(child, scope);
+    return scope.leave(code, "--- EXECUTE_USER_COMMAND returns %d", code);
 }
 
 int32_t start_exe(const char *cmd, TraceContext trace)

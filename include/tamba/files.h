@@ -2,7 +2,8 @@
 #ifndef TAMBA_FILES_H
 #define TAMBA_FILES_H
 
-#include <tamba/tamba_export.h>
+#include <tamba/lists.h>
+#include <tamba/trace.h>
 
 #include <stdint.h>
 #include <stdio.h>
@@ -56,6 +57,29 @@ TAMBA_API int32_t iCM_FCLOSE(FILE *stream);
  *
  * Returns 1, or 0 with "ESE: Unknown error code".  Thread-safe. */
 TAMBA_API int32_t ErrorCodeText(uint32_t code, int32_t size, char *text);
+
+/* ---- directories; a leading global variable of directory is replaced by its value ----
+ *
+ * Failures are traced with the system's text. */
+
+/* Bytes that this user can still write to the file system of a directory.  Returns 1, or 0 with 0 bytes: the
+ * directory cannot be looked at.  Thread-safe. */
+TAMBA_API int32_t i_GET_FREE_SPACE_OF_DIR(const char *directory, int64_t *bytes, TraceContext trace);
+
+/* Appends the names of a directory's plain files, links to such included, in the order of their bytes.
+ *
+ * names  each element receives a terminated text; see lists.h
+ *
+ * Returns how many, or -1 with names unchanged: the directory cannot be read to its end.  Thread-safe. */
+TAMBA_API int32_t i_GET_DIR(const char *directory, LLHead *names, TraceContext trace);
+
+/* Writes a directory tree into the trace, one line for each entry, indented by its depth, directories with "/" behind
+ * them.  Links are not followed.
+ *
+ * depth  levels below the directory, at most 32; 0 or less: as many as may be
+ *
+ * Ends with a line that says so after 10000 entries.  Thread-safe. */
+TAMBA_API void vShowTree(const char *directory, int32_t depth, TraceContext trace);
 
 TAMBA_END
 

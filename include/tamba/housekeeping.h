@@ -2,6 +2,7 @@
 #ifndef TAMBA_HOUSEKEEPING_H
 #define TAMBA_HOUSEKEEPING_H
 
+#include <tamba/lists.h>
 #include <tamba/trace.h>
 
 TAMBA_BEGIN
@@ -67,6 +68,14 @@ TAMBA_API int32_t REMOTE_COPY(char mode, const char *client, const char *file, T
  *
  * Returns 1, or 0 when the command failed (the trace tells why) and after E018-HOSTS (mode). */
 TAMBA_API int32_t REMOTE_COPY_CLIENT(char mode, const char *client, const char *file, TraceContext trace);
+
+/* Fetches files of a client with REMOTE_COPY_CLIENT, each to the same path here; one that fails does not keep the next
+ * ones from being tried.
+ *
+ * files  paths, terminated within their elements or by their ends
+ *
+ * Returns how many were fetched: all when that is CountLL(files).  */
+TAMBA_API int32_t i_GET_REMOTE_FILES(const char *client, const LLHead *files, TraceContext trace);
 
 /* Deletes a file on a client with its file service.  Returns 1 when that says so, else 0. */
 TAMBA_API int32_t REMOTE_FILE_DELETE(const char *client, const char *file, TraceContext trace);

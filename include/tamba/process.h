@@ -45,6 +45,13 @@ TAMBA_API int32_t start_proc(const char *cmd);
  * Returns 1 started, 0 not (the trace tells).  Thread-safe. */
 TAMBA_API int32_t iCREATE_ASYNC_SUBPROCESS(const char *cmd, TraceContext trace);
 
+/* Runs a command of the site through the command interpreter (as for start_system), with the null device for its input,
+ * and waits until its output has ended and it has.  Every line that it writes, errors too, is traced.
+ *
+ * Returns its exit code (Linux: 128 + signal for a command that was killed), -1 when it could not be started or its code
+ * cannot be read.  Threads: as start_system. */
+TAMBA_API int32_t i_EXECUTE_USER_COMMAND(const char *cmd, TraceContext trace);
+
 /* start_proc with entry and exit in the trace. */
 TAMBA_API int32_t start_exe(const char *cmd, TraceContext trace);
 

@@ -26,6 +26,7 @@
 #include <tamba/completion.h>
 #include <tamba/config.h>
 #include <tamba/control.h>
+#include <tamba/crypt.h>
 #include <tamba/db.h>
 #include <tamba/drive.h>
 #include <tamba/eol.h>

@@ -101,6 +101,13 @@ TAMBA_API int32_t iSTR_CMP(const char *a, const char *b);
  * TAMBA_TURN_SIZE).  Returns the length before padding.  Thread-safe. */
 TAMBA_API int32_t iSTR_TURN(char *text, int32_t pad);
 
+/* Converts a Latin-1 text to UTF-8.
+ *
+ * out  receives what fits into size bytes, whole characters, terminated unless size is 0; must not overlap text
+ *
+ * Returns the length that the whole text needs: it was cut when that is not below size.  Thread-safe. */
+TAMBA_API int32_t cm_convert2utf8(const char *text, char *out, int32_t size);
+
 TAMBA_END
 
 #endif

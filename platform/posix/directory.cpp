@@ -1,7 +1,6 @@
 #include <platform/directory.h>
 
 #include <platform/fault.h>
-#include <platform/files.h>
 #include <platform/posix/descriptor.h>
 #include <platform/posix/errors.h>
 
@@ -11,6 +10,7 @@
 #include <dirent.h>
 #include <memory>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 
 namespace {
 
@@ -31,23 +31,36 @@ Directory open_directory(const char *path)
     return directory;
 }
 
-bool is_plain_file(DIR *directory, const dirent &entry)
+PlEntryKind kind_of(DIR *directory, const dirent &entry)
 {
-    if (entry.d_type != DT_UNKNOWN && entry.d_type != DT_LNK)
-        return entry.d_type == DT_REG;
-    struct stat info; // some file systems do not tell the type of an entry
-    return fstatat(dirfd(directory), entry.d_name, &info, 0) == 0 && S_ISREG(info.st_mode);
+    if (entry.d_type == DT_REG)
+        return PlEntryKind::file;
+    if (entry.d_type == DT_DIR)
+        return PlEntryKind::directory;
+    struct stat info; // a link, or a file system that does not tell the type of an entry
+    const bool is_link =
+        entry.d_type == DT_LNK ||
+        (fstatat(dirfd(directory), entry.d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(info.st_mode));
+    if (fstatat(dirfd(directory), entry.d_name, &info, 0) != 0)
+        return PlEntryKind::other;
+    if (S_ISREG(info.st_mode))
+        return PlEntryKind::file;
+    return S_ISDIR(info.st_mode) && !is_link ? PlEntryKind::directory : PlEntryKind::other;
+}
+
+bool is_listed(const char *name)
+{
+    return std::strcmp(name, ".") != 0 && std::strcmp(name, "..") != 0 && !std::strchr(name, '\\');
 }
 
 } // namespace
 
-bool pl_list_files(const char *directory, std::vector<std::string> *names)
+bool pl_list_entries(const char *directory, std::vector<PlEntry> *entries)
 {
-    names->clear();
+    entries->clear();
     if (pl_fault())
         return false;
-    std::string path = directory ? directory : "";
-    pl_native_path(path.data());
+    const std::string path = native_path(directory);
     const Directory stream = open_directory(path.c_str());
     if (!stream)
         return pl_fail_path(errno, path.c_str());
@@ -56,14 +69,27 @@ bool pl_list_files(const char *directory, std::vector<std::string> *names)
         const dirent *const entry = readdir(stream.get());
         if (!entry)
             break;
-        if (is_plain_file(stream.get(), *entry) && !std::strchr(entry->d_name, '\\'))
-            names->emplace_back(entry->d_name);
+        if (is_listed(entry->d_name))
+            entries->push_back({entry->d_name, kind_of(stream.get(), *entry)});
     }
     if (errno != 0) {
-        names->clear();
+        entries->clear();
         return pl_fail(errno);
     }
-    std::sort(names->begin(), names->end());
+    std::sort(entries->begin(), entries->end(),
+              [](const PlEntry &a, const PlEntry &b) { return a.name < b.name; });
+    return true;
+}
+
+bool pl_free_space(const char *directory, uint64_t *bytes)
+{
+    if (pl_fault())
+        return false;
+    const std::string path = native_path(directory);
+    struct statvfs info;
+    if (again_after_signal([&] { return statvfs(path.c_str(), &info); }) != 0)
+        return pl_fail_path(errno, path.c_str());
+    *bytes = uint64_t{info.f_bavail} * info.f_frsize;
     return true;
 }
 
