@@ -20,3 +20,7 @@ size_t large_size(size_t emulated, size_t everywhere_else);
 
 // Whether a child that has ended still waits to be asked for its exit code.
 bool has_zombies();
+
+// Leave rights on a file to its owner alone, or let everybody read it.
+bool make_private(const std::string &file);
+bool make_public(const std::string &file);

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <filesystem>
 #include <iterator>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 uint32_t open_handles()
@@ -33,4 +34,14 @@ bool has_zombies()
 {
     siginfo_t info = {};
     return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+}
+
+bool make_private(const std::string &file)
+{
+    return chmod(file.c_str(), 0600) == 0;
+}
+
+bool make_public(const std::string &file)
+{
+    return chmod(file.c_str(), 0644) == 0;
 }
