@@ -157,7 +157,7 @@ bool shutdown_group(const char *drive_num, std::string *group, DriveMessage *rea
 {
     int32_t count = 0;
     const Found found = drive_group("", drive_num, group, &count, reason, trace);
-    if (found == Found::no)
+    if (group->empty()) // there is none, or it has no name
         *group = drive_num;
     return found != Found::unreadable;
 }

@@ -10,6 +10,12 @@ namespace {
 
 using CommandLine = FixedText<256>;
 
+// A label that is cut is another one.
+bool is_whole_label(std::string_view label)
+{
+    return !label.empty() && label.size() < TAMBA_LABEL_SIZE;
+}
+
 // Runs tb_init and reads what it reported.  The variable may still hold the text of an earlier run, so the
 // exit code counts as well.
 bool run_init(const char *drive, bool is_label, const char *media_info, MediaMessage *msg, TraceScope &scope)
@@ -30,7 +36,10 @@ bool run_init(const char *drive, bool is_label, const char *media_info, MediaMes
     const bool reported = read_global(variable.c_str(), &value);
     msg->assign(value.view());
     scope.note("returned from tb_init - returned %d %s", status, msg->c_str());
-    return status == 0 && reported;
+    // A failing tb_init says why behind a "?"; anything else is of an earlier run, or nothing at all.
+    if (status != 0 && (reported || value.view() == "???"))
+        msg->format("tb_init ended with exit code %d", status);
+    return status == 0 && reported && is_whole_label(value.view());
 }
 
 // The medium may have been prepared by somebody else while we waited for the semaphore.  tb_init runs all the

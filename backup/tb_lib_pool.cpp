@@ -132,10 +132,10 @@ Found drive_group(const char *pool, const char *drive_num, std::string *group, i
         found = find_drive_group(&rows, pool, drive.c_str());
     if (found == Found::yes)
         rows.text(1, "grp_name", name);
-    *group = name.c_str();
+    *group = is_null(name.view()) ? "" : name.c_str();
     *count = rows.count();
     msg->assign(found == Found::unreadable ? rows.message() : "");
-    scope.leave(rows.count(), "--- i_GET_DRIVE_GROUP: %s (%d rows)", name.c_str(), rows.count());
+    scope.leave(rows.count(), "--- i_GET_DRIVE_GROUP: %s (%d rows)", group->c_str(), rows.count());
     return found;
 }
 

@@ -7,7 +7,7 @@
  *
  * All operations return 1 when tb_qm reported success, else 0: a status other than SUCCESS is written to the
  * protocol as E008-BASICS with the command and tb_qm's message (que_block writes nothing), a tb_qm that cannot be
- * started as E013-DATABAS.  They wait until tb_qm has answered, without a limit, and up to 3 seconds more for a tb_qm
+ * started as E013-DATABAS.  They wait until tb_qm has answered, without a limit, and up to 4 seconds more for a tb_qm
  * that does not end behind its answer.  They may run in parallel, que_submit with one list in one thread at a time. */
 #ifndef TAMBA_QUEUE_H
 #define TAMBA_QUEUE_H

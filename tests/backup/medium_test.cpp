@@ -97,6 +97,7 @@ TEST_F(MediumChoice, FailsWhenTbInitCannotBeRun)
     glbv("w", "gv_init_msg_3", stale);
     EXPECT_EQ(RESTART_INIT("3", "job", "FRESH", msg, trace), 0)
         << "the program's result counts, not an old label";
+    EXPECT_EQ(std::string(msg).rfind("tb_init ended with exit code ", 0), 0u) << msg;
     EXPECT_EQ(RESTART_INIT("", "job", "FRESH00001", msg, trace), 0);
     EXPECT_STREQ(msg, "E005-TBC_COM FIND_DRIVES_OF_POOL no drives for pool FRESH configured");
     const std::string longer(TAMBA_LABEL_SIZE, 'L');
@@ -104,6 +105,17 @@ TEST_F(MediumChoice, FailsWhenTbInitCannotBeRun)
     EXPECT_EQ(msg, "tb_init is not started with drive 3 and medium " + longer)
         << "cut it would be another pool";
     EXPECT_EQ(RESTART_INIT(std::string(TAMBA_DRIVE_SIZE, '1').c_str(), "job", "FRESH", msg, trace), 0);
+}
+
+TEST_F(MediumChoice, ALabelThatIsLongerThanAllIsNone)
+{
+    const std::string pool(60, 'P');
+    sql("insert into media_pools (name, eol, drive_grp) values ('" + pool +
+        "', 7, (select drive_grp from media_pools "
+        "where name='FRESH'))");
+    char msg[TAMBA_MEDIA_MSG_SIZE];
+    EXPECT_EQ(RESTART_INIT("3", "job", pool.c_str(), msg, trace), 0) << "cut it would be another one";
+    EXPECT_EQ(msg, pool + "00001");
 }
 
 TEST_F(MediumChoice, FailsWithTheReasonWhenTheDriveCannotBeLocked)
