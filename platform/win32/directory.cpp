@@ -25,7 +25,9 @@ bool pl_list_entries(const char *directory, std::vector<PlEntry> *entries)
     if (pl_fault())
         return false;
     std::string path = directory ? directory : "";
-    path += path.empty() || path.ends_with('\\') || path.ends_with('/') ? "*" : "\\*";
+    if (path.empty())
+        return pl_fail(ERROR_PATH_NOT_FOUND);
+    path += path.ends_with('\\') || path.ends_with('/') ? "*" : "\\*";
     WIN32_FIND_DATAA entry;
     const HANDLE search = FindFirstFileA(path.c_str(), &entry);
     if (search == INVALID_HANDLE_VALUE) // the root of a volume may hold nothing at all
