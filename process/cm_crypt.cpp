@@ -105,7 +105,7 @@ bool is_empty_text(const Block &block, size_t size)
 
 } // namespace
 
-int32_t crypt_encrypt_with(uint8_t random, char *out, const char *clear_text, size_t length,
+int32_t crypt_encrypt_with(uint8_t random, char *cipher_out, const char *clear_text, size_t length,
                            const char *pass_phrase)
 {
     Secret<Block> block;
@@ -116,15 +116,15 @@ int32_t crypt_encrypt_with(uint8_t random, char *out, const char *clear_text, si
     const size_t size = block_length(length);
     fill(&*block, size, clear_text, length);
     blowfish_cbc(block->bytes, size, key->data(), vector, true);
-    copy_text(out, TAMBA_CIPHER_SIZE, "");
-    append_hex(out, vector, sizeof vector);
-    append_hex(out, block->bytes, size);
+    copy_text(cipher_out, TAMBA_CIPHER_SIZE, "");
+    append_hex(cipher_out, vector, sizeof vector);
+    append_hex(cipher_out, block->bytes, size);
     return 0;
 }
 
-int32_t crypt_encrypt(char *out, const char *clear_text, size_t length, const char *pass_phrase)
+int32_t crypt_encrypt(char *cipher_out, const char *clear_text, size_t length, const char *pass_phrase)
 {
-    return crypt_encrypt_with(random_byte(), out, clear_text, length, pass_phrase);
+    return crypt_encrypt_with(random_byte(), cipher_out, clear_text, length, pass_phrase);
 }
 
 bool decipher(std::string_view cipher_text, std::string_view pass_phrase, char *out)
@@ -151,8 +151,8 @@ bool decipher(std::string_view cipher_text, std::string_view pass_phrase, char *
     return *out != '\0' || is_empty_text(*block, size);
 }
 
-int32_t crypt_decrypt(char *out, const char *cipher_text, const char *pass_phrase)
+int32_t crypt_decrypt(char *clear_out, const char *cipher_text, const char *pass_phrase)
 {
-    decipher(text_or_empty(cipher_text), text_or_empty(pass_phrase), out);
+    decipher(text_or_empty(cipher_text), text_or_empty(pass_phrase), clear_out);
     return 0;
 }

@@ -21,13 +21,13 @@ void blowfish_cbc(uint8_t *blocks, size_t size, const uint8_t *key, const Cipher
                   bool encipher);
 
 // Enciphers a text; 124 to 127 characters (modulo 128) and more lose their end, because the length of the block is counted
-// in a byte: agents expect it so.  out: TAMBA_CIPHER_SIZE.  The second form takes the byte that the vector is made from.
-int32_t crypt_encrypt(char *out, const char *clear_text, size_t length, const char *pass_phrase);
-int32_t crypt_encrypt_with(uint8_t random, char *out, const char *clear_text, size_t length,
+// in a byte: agents expect it so.  cipher_out: TAMBA_CIPHER_SIZE.  The second form takes the byte that the vector is made from.
+int32_t crypt_encrypt(char *cipher_out, const char *clear_text, size_t length, const char *pass_phrase);
+int32_t crypt_encrypt_with(uint8_t random, char *cipher_out, const char *clear_text, size_t length,
                            const char *pass_phrase);
 
-// Deciphers a text of at most 156 bytes, what follows is left out.  out: kClearSize; "" for a text that is none.
-int32_t crypt_decrypt(char *out, const char *cipher_text, const char *pass_phrase);
+// Deciphers a text of at most 156 bytes, what follows is left out.  clear_out: kClearSize; "" for a text that is none.
+int32_t crypt_decrypt(char *clear_out, const char *cipher_text, const char *pass_phrase);
 
 // The same; false for a text that was not enciphered in this way, as far as that can be told.
 bool decipher(std::string_view cipher_text, std::string_view pass_phrase, char *out);
